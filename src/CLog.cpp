@@ -1,0 +1,239 @@
+#include "CLog.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <syslog.h>
+#include <unistd.h>
+
+#include <cctype>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+#include <exception>
+
+#include "CEnvConf.h"
+#include "CMutex.h"
+#include "common.h"
+
+// Built before the objects of other files, whose constructors may log.
+CLog gLog __attribute__((init_priority(101)));
+
+namespace {
+
+constexpr char kDefaultPath[] = "/var/log/kardo/moxel/log/moxel.log";
+constexpr char kDefaultDirectory[] = "/var/log/kardo/moxel/log";
+constexpr off_t kRotateAboveBytes = 512000;
+constexpr mode_t kFileMode = 0666;
+constexpr int kLockAttempts = 10;
+
+constexpr int kLevelNormal = 0;
+constexpr int kLevelTrace = 1;
+
+constexpr size_t kSystemLineBytes = 2048;
+constexpr size_t kSystemTextBytes = 1024;
+
+struct Name {
+  const char* name;
+  int value;
+};
+
+// The system logger's own facility is deliberately missing.
+constexpr Name kFacilities[] = {
+    {"LOG_KERN", 0},     {"LOG_USER", 8},     {"LOG_MAIL", 16},    {"LOG_DAEMON", 24},
+    {"LOG_AUTH", 32},    {"LOG_LPR", 48},     {"LOG_NEWS", 56},    {"LOG_UUCP", 64},
+    {"LOG_CRON", 72},    {"LOG_LOCAL0", 128}, {"LOG_LOCAL1", 136}, {"LOG_LOCAL2", 144},
+    {"LOG_LOCAL3", 152}, {"LOG_LOCAL4", 160}, {"LOG_LOCAL5", 168}, {"LOG_LOCAL6", 176},
+    {"LOG_LOCAL7", 184},
+};
+constexpr int kDefaultFacility = 8;
+
+constexpr Name kPriorities[] = {
+    {"LOG_EMERG", 0},   {"LOG_ALERT", 1},  {"LOG_CRIT", 2}, {"LOG_ERR", 3},
+    {"LOG_WARNING", 4}, {"LOG_NOTICE", 5}, {"LOG_INFO", 6}, {"LOG_DEBUG", 7},
+};
+constexpr int kDefaultPriority = 6;
+
+template <size_t count>
+int numberOf(const std::string& value, const Name (&names)[count], int defaultNumber) {
+  if (value.empty()) return defaultNumber;
+  if (isNumeric(value)) return static_cast<int>(std::strtol(value.c_str(), nullptr, 10));
+  for (const Name& entry : names) {
+    if (value == entry.name) return entry.value;
+  }
+  return defaultNumber;
+}
+
+tm now() {
+  const time_t seconds = time(nullptr);
+  const tm* local = localtime(&seconds);
+  return local == nullptr ? tm{} : *local;
+}
+
+// Takes the lock; a set that is removed between two steps, or under the wait, is made anew.
+bool lockAnyway(CMutex& mutex) {
+  for (int attempt = 0; attempt < kLockAttempts; ++attempt) {
+    if (mutex.init(0)) {
+      if (mutex.lock(true)) return true;
+      if (errno != EINTR && errno != EIDRM && errno != EINVAL) return false;
+    } else if (mutex.key() == 0 || (errno != ENOENT && errno != EIDRM && errno != EINVAL)) {
+      return false;
+    }
+  }
+  return false;
+}
+
+class Lock {
+ public:
+  explicit Lock(const std::string& resource)
+      : m_mutex(resource.c_str(), 1, false), m_taken(lockAnyway(m_mutex)) {}
+  ~Lock() {
+    if (m_taken) m_mutex.release();
+  }
+  Lock(const Lock&) = delete;
+  Lock& operator=(const Lock&) = delete;
+
+  bool taken() const { return m_taken; }
+
+ private:
+  CMutex m_mutex;
+  bool m_taken;
+};
+
+void writeAll(int descriptor, const std::string& bytes) {
+  size_t written = 0;
+  while (written < bytes.size()) {
+    const ssize_t result = write(descriptor, bytes.data() + written, bytes.size() - written);
+    if (result > 0) {
+      written += static_cast<size_t>(result);
+    } else if (result == 0 || errno != EINTR) {
+      return;
+    }
+  }
+}
+
+class KeepErrno {
+ public:
+  KeepErrno() : m_value(errno) {}
+  ~KeepErrno() { errno = m_value; }
+  KeepErrno(const KeepErrno&) = delete;
+  KeepErrno& operator=(const KeepErrno&) = delete;
+
+ private:
+  int m_value;
+};
+
+}  // namespace
+
+CLog::CLog() : m_level(kLevelNormal) {
+  const char* path = std::getenv("MOXEL_LOG");
+  m_path = path == nullptr ? kDefaultPath : path;
+  const char* level = std::getenv("MOXEL_LOG_LEVEL");
+  if (level != nullptr && std::strcmp(level, "LOG_LEVEL_TRACE") == 0) m_level = kLevelTrace;
+}
+
+CLog::~CLog() = default;
+
+int CLog::init(const char* program) {
+  m_ident = basename(program);
+
+  struct stat status = {};
+  if (stat(m_path.c_str(), &status) == 0 && status.st_size > kRotateAboveBytes) {
+    const std::string backup =
+        format("%s/%s.bak", parentPath(m_path).c_str(), retrieveName2(m_path.c_str()).c_str());
+    const bool renamed = rename(m_path.c_str(), backup.c_str()) == 0;
+    const bool truncated = truncate(m_path.c_str(), 0) == 0;
+    // Deliberately ignored: after the rename there is no file left to truncate.
+    static_cast<void>(renamed);
+    static_cast<void>(truncated);
+  }
+  return 0;
+}
+
+void CLog::ilog(const char* fmt, ...) {
+  va_list args;
+  va_start(args, fmt);
+  log(fmt, args);
+  va_end(args);
+}
+
+void CLog::tlog(const char* fmt, ...) {
+  if (!isTracing()) return;
+  va_list args;
+  va_start(args, fmt);
+  log(fmt, args);
+  va_end(args);
+}
+
+void CLog::log(const char* fmt, va_list args) {
+  const KeepErrno keepErrno;
+  try {
+    writeLine(vformat(fmt, args));
+  } catch (const std::exception&) {
+    // The line is lost: no memory for it.
+  }
+}
+
+void CLog::writeLine(const std::string& text) {
+  const Lock lock(getLockResource());
+  if (!lock.taken()) return;
+  const int descriptor = open(m_path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, kFileMode);
+  if (descriptor == -1) return;
+
+  const tm t = now();
+  const std::string stamp =
+      format("%04d/%02d/%02d %02d:%02d:%02d %5d ", t.tm_year + 1900, t.tm_mon + 1, t.tm_mday,
+             t.tm_hour, t.tm_min, t.tm_sec, static_cast<int>(getpid()));
+  writeAll(descriptor, stamp + text + "\n");
+  close(descriptor);
+}
+
+void CLog::slog(const char* fmt, ...) {
+  const KeepErrno keepErrno;
+  char text[kSystemTextBytes] = "";
+  va_list args;
+  va_start(args, fmt);
+  vsnprintf(text, sizeof text, fmt, args);
+  va_end(args);
+  try {
+    sendLine(text);
+  } catch (const std::exception&) {
+    // The line is lost: no memory for it.
+  }
+}
+
+void CLog::sendLine(const char* text) {
+  const tm t = now();
+  char line[kSystemLineBytes];
+  snprintf(line, sizeof line, "%04d/%02d/%02d %02d:%02d:%02d PID=%5d %s", t.tm_year + 1900,
+           t.tm_mon + 1, t.tm_mday, t.tm_hour, t.tm_min, t.tm_sec, static_cast<int>(getpid()),
+           text);
+  for (char* c = line; *c != '\0'; ++c) {
+    if (isgraph(static_cast<unsigned char>(*c)) == 0) *c = ' ';
+  }
+
+  std::string facility;
+  std::string priority;
+  gEnv.getValueString("SysLogFacility", facility);
+  gEnv.getValueString("SysLogPriority", priority);
+  openlog(m_ident.c_str(), LOG_NDELAY, getFacility(facility));
+  // Deliberately the format itself: a "%" in the text is for the system logger to interpret.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wformat-security"
+  syslog(getPriority(priority), line);
+#pragma GCC diagnostic pop
+  closelog();
+}
+
+std::string CLog::getLockResource() {
+  std::string directory = parentPath(m_path);
+  if (directory.empty() || !isDir(directory)) return kDefaultDirectory;
+  return directory;
+}
+
+int CLog::getFacility(std::string value) { return numberOf(value, kFacilities, kDefaultFacility); }
+
+int CLog::getPriority(std::string value) { return numberOf(value, kPriorities, kDefaultPriority); }
+
+bool CLog::isTracing() const { return m_level == kLevelTrace; }

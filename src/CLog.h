@@ -1,0 +1,69 @@
+#pragma once
+
+#include <cstdarg>
+#include <string>
+
+/// The tool set's one diagnostic log: lines appended to a file that all tools share, and lines for
+/// the system logger.
+///
+/// Each line takes the semaphore of the log's directory, so writers in different processes never
+/// mix. Nothing stays open between lines. The log never fails towards its caller and never throws:
+/// a line that cannot be written is lost. `errno` is kept.
+class CLog {
+ public:
+  /// Takes the log file from "MOXEL_LOG" if that is set, even to the empty text, else
+  /// "/var/log/kardo/moxel/log/moxel.log"; trace is on when "MOXEL_LOG_LEVEL" is exactly
+  /// "LOG_LEVEL_TRACE".
+  CLog();
+  CLog(const CLog&) = default;
+  CLog& operator=(const CLog&) = default;
+  virtual ~CLog();
+
+  /// To be called once by each tool at its start, with the path it was started by (not null), whose
+  /// last component names it to the system logger. A log file above 512000 bytes is renamed to its
+  /// name without extension and ".bak", over an older one. Returns 0 whatever happens.
+  int init(const char* program);
+
+  /// Writes one information line.
+  void ilog(const char* fmt, ...) __attribute__((format(printf, 2, 3)));
+
+  /// Writes one trace line when trace is on.
+  void tlog(const char* fmt, ...) __attribute__((format(printf, 2, 3)));
+
+  /// Appends one line: local time as "YYYY/MM/DD hh:mm:ss", process ID in five columns, the
+  /// formatted text, a line feed. The line is lost when the lock cannot be made or taken, or when
+  /// the file cannot be opened or written. A wait for the lock that a signal or the removal of the
+  /// semaphore ends is taken up again, ten times at most.
+  void log(const char* fmt, va_list args);
+
+  /// Sends one line to the system logger under the configured "SysLogFacility" and
+  /// "SysLogPriority": local time, process ID and at most 1023 bytes of text, every byte that is
+  /// not a printable character of the locale replaced by a blank. The system logger takes the line
+  /// as a format: a "%" in the text is interpreted by it, so the text must come from a trusted
+  /// source.
+  void slog(const char* fmt, ...) __attribute__((format(printf, 2, 3)));
+
+  /// Directory whose key guards the log file: the log file's if it exists, else
+  /// "/var/log/kardo/moxel/log".
+  std::string getLockResource();
+
+  /// System logger numbers for a configuration value: digits as they stand, unchecked; a name such
+  /// as "LOG_DAEMON" or "LOG_ERR" in exactly this case; the default 8 (LOG_USER) or 6 (LOG_INFO)
+  /// for anything else. "LOG_SYSLOG" is no facility name here.
+  int getFacility(std::string value);
+  int getPriority(std::string value);
+
+  /// Whether `tlog` writes, for callers that would have to build a text for it.
+  bool isTracing() const;
+
+ private:
+  void writeLine(const std::string& text);
+  void sendLine(const char* text);
+
+  std::string m_path;
+  std::string m_ident;
+  int m_level;
+};
+
+/// The log of the process. Usable before `main` and in forked children.
+extern CLog gLog;

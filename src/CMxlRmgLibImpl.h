@@ -1,0 +1,22 @@
+#pragma once
+
+#include "ICMxlRmg.h"
+#include "MLog.h"
+
+/// The raw calls into the agent's library (vekcom.h), without state. Each returns the agent's
+/// result, 0 for success, and lets pass whatever the agent throws.
+class CMxlRmgLibImpl : public MLog, private ICMxlRmg {
+ protected:
+  /// Stores the agent's status word in `status`.
+  virtual int RMG_GetStatus(int& status);
+
+  /// Writes the machine ID to `dst` as decimal text, 0 when the agent left none, also when the call
+  /// failed. `dst` must hold 4096 bytes; null is allowed and gets nothing.
+  virtual int RMG_GetID(char* dst);
+
+  int RM_StartComm(int& status);
+  int RM_StopComm();
+
+  /// `detail` points to three ints, set to 0 by the caller.
+  int RM_Communicate(unsigned long id, int a, int b, void* data, void* detail);
+};

@@ -1,0 +1,139 @@
+#include "CTemp.h"
+
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "LogLine.h"
+#include "common.h"
+
+namespace {
+
+constexpr LogSource kSource("CTemp");
+
+constexpr char kDefaultDirectory[] = "/tmp";
+constexpr int kAttempts = 10;
+constexpr size_t kNameBytes = 4096;
+constexpr int kTypeFile = 0;
+constexpr int kTypeDirectory = 1;
+
+// Sees to it that the parent directory exists.
+bool provideDirectory(const char* dir) {
+  if (isDir(dir)) return true;
+  if (isFile(dir)) {
+    logEvent("MXL90100L", "prefix:%s already exist and it's file", dir);
+    return false;
+  }
+  if (makeDir(std::string(dir), 1) != 0) {
+    logEvent("MXL90101L", "failed to makeDir:%s", dir);
+    return false;
+  }
+  return true;
+}
+
+bool makeTempDirectory(std::string& path, const char* dir) {
+  char name[kNameBytes];
+  snprintf(name, sizeof name, "%s/XXXXXX", dir);
+  // The descriptor deliberately stays open; neither closed nor handed back.
+  if (mkstemp(name) == -1) {
+    logEvent("MXL90102L", "failed to mkstemp():%s", strerror(errno));
+    return false;
+  }
+  if (unlink(name) != 0) {
+    logEvent("MXL90102L", "failed to unlink():%s", strerror(errno));
+    return false;
+  }
+  path = std::string(name) + "_";
+  if (makeDir(path, 1) == -1) {
+    logEvent("MXL90103L", "failed to create dir:%s", C(path));
+    return false;
+  }
+  return true;
+}
+
+bool makeTempFile(std::string& path, const char* prefix, const char* dir, int* fd,
+                  int& descriptor) {
+  const std::string pattern = format("%s/%sXXXXXX", dir, prefix);
+  char name[kNameBytes];
+  snprintf(name, sizeof name, "%s", C(pattern));
+  descriptor = mkstemp(name);
+  if (descriptor == -1) {
+    // Deliberately without a message ID.
+    kSource.info(136, "failed to mkstemp():%s:templ=%s", strerror(errno), C(pattern));
+    return false;
+  }
+  if (fd != nullptr) {
+    *fd = descriptor;
+  } else {
+    close(descriptor);
+  }
+  path = std::string(name) + "_";
+  if (rename(name, path.c_str()) == -1) {
+    logEvent("MXL90104L", "failed to rename():%s to %s:%s", name, C(path), strerror(errno));
+    return false;
+  }
+  return true;
+}
+
+}  // namespace
+
+CTemp::CTemp() = default;
+
+CTemp::~CTemp() { delTempFile(nullptr); }
+
+int CTemp::getTempFile(std::string& path, const char* prefix, const char* dir, int* fd) {
+  int made = 0;
+  for (int attempt = 0; attempt < kAttempts && made != 1; ++attempt) {
+    made = getTemp_sub(path, prefix, dir, fd, kTypeFile);
+  }
+  return made;
+}
+
+int CTemp::getTempDir(std::string& path, const char* prefix, const char* dir) {
+  int made = 0;
+  for (int attempt = 0; attempt < kAttempts && made != 1; ++attempt) {
+    made = getTemp_sub(path, prefix, dir, nullptr, kTypeDirectory);
+  }
+  return made;
+}
+
+int CTemp::getTemp_sub(std::string& path, const char* prefix, const char* dir, int* fd, int type) {
+  path.clear();
+  if (prefix == nullptr) {
+    kSource.invalidParam(68);
+    return 0;
+  }
+  if (dir == nullptr) dir = kDefaultDirectory;
+  // Deliberately named the other way round: "prefix" is the directory here.
+  kSource.trace(75, "getTemp_sub():prefix=%s,templ=%s", dir, prefix);
+  if (!provideDirectory(dir)) return 0;
+
+  int descriptor = -1;
+  const bool isDirectory = type != kTypeFile;
+  const bool made =
+      isDirectory ? makeTempDirectory(path, dir) : makeTempFile(path, prefix, dir, fd, descriptor);
+  if (!made) return 0;
+  tempFiles.push_back(path);
+  kSource.trace(160, "getTemp_sub():exit=%d,type=%s,FD=%d,%s", 1, isDirectory ? " DIR" : "FILE",
+                descriptor, C(path));
+  return 1;
+}
+
+int CTemp::delTempFile(const char* path) {
+  if (!getEnvValue("MOXEL_NOT_DEL_TEMP").empty()) return 0;
+  int count = 0;
+  for (auto entry = tempFiles.begin(); entry != tempFiles.end();) {
+    if (path != nullptr && *entry != path) {
+      ++entry;
+      continue;
+    }
+    kSource.trace(192, "delTempFile:%s", C(*entry));
+    removeFiles(entry->c_str(), 1);
+    ++count;
+    entry = tempFiles.erase(entry);
+  }
+  return count;
+}

@@ -1,0 +1,177 @@
+#include "IExtVekError.h"
+
+#include <cstdlib>
+#include <cstring>
+#include <iostream>
+
+#include "ExtErrCatalogue.h"
+
+namespace {
+
+constexpr int kTypeSmtp = 1;
+constexpr int kTypeHttp = 2;
+
+// Every web code above 258 under this result is explained by the one row of code 259.
+constexpr int kCatchAllRmCode = -52;
+constexpr int kCatchAllAboveSsCode = 258;
+constexpr int kCatchAllSsCode = 259;
+
+constexpr int kFieldCount = 4;
+constexpr int kInputLineBytes = 4096;
+
+bool failed(const std::ios& stream) { return stream.bad() || stream.fail(); }
+
+std::string codeLine(int rmCode, int ssCode) {
+  return "RL:" + std::to_string(rmCode) + ",QD-Agent:" + std::to_string(ssCode);
+}
+
+}  // namespace
+
+IExtVekError::IExtVekError() = default;
+
+IExtVekError::~IExtVekError() = default;
+
+void IExtVekError::clearError() {
+  m_rmErrCode = 0;
+  m_ssErrType = 0;
+  m_ssErrCode = 0;
+  std::memset(m_lastSmtpMsg, 0, sizeof m_lastSmtpMsg);
+}
+
+std::ostream& IExtVekError::reportResult(int result, IExtVekError& record) {
+  return std::cout << std::to_string(result) + "\n" << record << "\n";
+}
+
+const char* IExtVekError::getLastSmtpMsg() { return m_lastSmtpMsg; }
+
+int IExtVekError::getLastSSErrType() { return m_ssErrType; }
+
+const char* IExtVekError::getLastSSErrTypeStr() {
+  switch (getLastSSErrType()) {
+    case kTypeSmtp:
+      return "SMTP";
+    case kTypeHttp:
+      return "HTTP";
+    default:
+      return "";
+  }
+}
+
+int IExtVekError::getLastSSErrCode() { return m_ssErrCode; }
+
+int IExtVekError::getLastRMErrCode() { return m_rmErrCode; }
+
+const char* IExtVekError::toString() {
+  m_text.clear();
+  // Deliberately 0 only: any other unknown type gets its heading and code line.
+  if (getLastSSErrType() == 0) return m_text.c_str();
+
+  const char* type = getLastSSErrTypeStr();
+  const int rmCode = getLastRMErrCode();
+  const int ssCode = getLastSSErrCode();
+  m_text = lookup(type, rmCode, ssCode);
+  return m_text.c_str();
+}
+
+const char* IExtVekError::toString1line() {
+  m_text.clear();
+  if (getLastSSErrType() == 0) return m_text.c_str();
+
+  const char* type = getLastSSErrTypeStr();
+  const std::string message = serverMessage();
+  const int ssCode = getLastSSErrCode();
+  const int rmCode = getLastRMErrCode();
+  m_text = "(" + std::string(type) + ") " + codeLine(rmCode, ssCode);
+  m_text += ",Mailsvr:\"" + message + "\"";
+  return m_text.c_str();
+}
+
+std::string IExtVekError::formatExtRMError(EXTERR& row) {
+  std::string text;
+  if (row.text != nullptr && *row.text != '\0') text.append(row.text) += '\n';
+  if (row.kind == kServerMessageSmtp) {
+    text.append(gSmtpMessageHeading).append("\n").append(serverMessage()) += '\n';
+  } else if (row.kind == kServerMessagePop3) {
+    // The same message: there is no POP3 message of its own.
+    text.append(gPop3MessageHeading).append("\n").append(serverMessage()) += '\n';
+  }
+  return text;
+}
+
+std::string IExtVekError::lookup(const char* type, int rmCode, int ssCode) {
+  if (type == nullptr) return "(";
+
+  std::string text = "(" + std::string(type) + ") ";
+  const bool catchAll =
+      std::strcmp(type, "HTTP") == 0 && rmCode == kCatchAllRmCode && ssCode > kCatchAllAboveSsCode;
+  for (const EXTERR* row = gExtErrCatalogue; row->rmCode != kExtErrEnd; ++row) {
+    if (row->rmCode != rmCode) continue;
+    if (catchAll) {
+      // The row's own text, whatever a derived class makes of rows.
+      if (row->ssCode == kCatchAllSsCode) text.append(row->text) += '\n';
+    } else if (row->ssCode == ssCode && std::strcmp(row->type, type) == 0) {
+      EXTERR matched = *row;
+      text += formatExtRMError(matched);
+    }
+  }
+  return text + codeLine(rmCode, ssCode) + "\n";
+}
+
+void IExtVekError::setData(std::list<std::string> items) {
+  int index = 0;
+  for (const std::string& item : items) {
+    if (index == kFieldCount) break;
+    setField(index++, item.c_str());
+  }
+}
+
+void IExtVekError::setField(int index, const char* text) {
+  switch (index) {
+    case 0:
+      m_rmErrCode = static_cast<int>(std::strtol(text, nullptr, 10));
+      break;
+    case 1:
+      m_ssErrType = static_cast<int>(std::strtol(text, nullptr, 10));
+      break;
+    case 2:
+      m_ssErrCode = static_cast<int>(std::strtol(text, nullptr, 10));
+      break;
+    default: {
+      // A message that fills the buffer has no terminating zero byte; readers are bounded.
+      const size_t length = strnlen(text, sizeof m_lastSmtpMsg);
+      std::memset(m_lastSmtpMsg, 0, sizeof m_lastSmtpMsg);
+      std::memcpy(m_lastSmtpMsg, text, length);
+    }
+  }
+}
+
+std::string IExtVekError::serverMessage() {
+  const char* message = getLastSmtpMsg();
+  if (message != m_lastSmtpMsg) return message;
+  return std::string(message, strnlen(message, sizeof m_lastSmtpMsg));
+}
+
+std::ostream& operator<<(std::ostream& out, IExtVekError& record) {
+  const std::string lines[kFieldCount] = {
+      std::to_string(record.m_rmErrCode), std::to_string(record.m_ssErrType),
+      std::to_string(record.m_ssErrCode),
+      std::string(record.m_lastSmtpMsg,
+                  strnlen(record.m_lastSmtpMsg, sizeof record.m_lastSmtpMsg))};
+  for (const std::string& line : lines) {
+    if (failed(out)) break;
+    out << line + "\n";
+  }
+  return out;
+}
+
+std::istream& operator>>(std::istream& in, IExtVekError& record) {
+  for (int index = 0; index < kFieldCount && !failed(in); ++index) {
+    char line[kInputLineBytes] = {};
+    in.getline(line, sizeof line);
+    const std::streamsize stored = in.good() ? in.gcount() - 1 : in.gcount();
+    record.setField(index, line);
+    // A line that just fits counts as too long as well.
+    if (stored == kInputLineBytes - 1) in.setstate(std::ios::failbit);
+  }
+  return in;
+}
