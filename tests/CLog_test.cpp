@@ -1,0 +1,589 @@
+#include "CLog.h"
+
+#include <sys/mount.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <syslog.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <csignal>
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+#include <fstream>
+
+#include "CMutex.h"
+#include "Process.h"
+#include "Scratch.h"
+#include "common.h"
+
+namespace {
+
+// Logs before main when the test of early lines asks for it.
+struct EarlyLogger {
+  EarlyLogger() {
+    if (const char* line = getenv("MOXEL_TEST_EARLY_LINE")) gLog.ilog("%s", line);
+  }
+} const earlyLogger;
+
+class Log : public LogTest {
+ protected:
+  bool lockIsFree() const {
+    CMutex mutex(scratch.path().c_str(), 1, false);
+    return mutex.init(0) && mutex.lock(false) && mutex.release();
+  }
+};
+
+void fill(const std::string& path, off_t size) {
+  writeFile(path, "");
+  ASSERT_EQ(truncate(path.c_str(), size), 0);
+}
+
+off_t sizeOf(const std::string& path) {
+  struct stat status = {};
+  return stat(path.c_str(), &status) == 0 ? status.st_size : -1;
+}
+
+// ---- The file ----------------------------------------------------------------------------------
+
+TEST_F(Log, ALineHasTimeProcessAndText) {
+  const Environment zone("TZ", "JST-9");
+  const time_t before = time(nullptr);
+  gLog.ilog("%s is %d", "answer", 42);
+  const time_t after = time(nullptr);
+
+  const auto expected = [](time_t t) {
+    const tm* local = localtime(&t);
+    return format("%04d/%02d/%02d %02d:%02d:%02d %5d answer is 42\n", local->tm_year + 1900,
+                  local->tm_mon + 1, local->tm_mday, local->tm_hour, local->tm_min, local->tm_sec,
+                  static_cast<int>(getpid()));
+  };
+  const std::string line = readFile(logPath());
+  bool matched = false;
+  for (time_t t = before; t <= after; ++t) matched = matched || line == expected(t);
+  EXPECT_TRUE(matched) << line;
+}
+
+TEST_F(Log, TheProcessIdTakesFiveColumns) {
+  // A process ID of fewer digits needs a process namespace of its own: there it is small.
+  const int status = inChild([&] {
+    if (!enterPrivateNamespace() || unshare(CLONE_NEWPID) != 0) return 100;
+    return inChild([] {
+             gLog.ilog("padded");
+             return 0;
+           }) == 0
+               ? 0
+               : 1;
+  });
+  ASSERT_EQ(exitCode(status), 0);
+  const std::string line = readFile(logPath());
+  EXPECT_EQ(line.substr(19), "     1 padded\n");
+}
+
+TEST_F(Log, LinesAreAppended) {
+  writeFile(logPath(), "old\n");
+  gLog.ilog("new");
+  const std::string bytes = readFile(logPath());
+  EXPECT_EQ(bytes.substr(0, 4), "old\n");
+  EXPECT_EQ(bytes.substr(bytes.size() - 5), " new\n");
+}
+
+TEST_F(Log, TheFileIsMadeAsTheMaskSays) {
+  const mode_t old = umask(027);
+  gLog.ilog("first");
+  umask(old);
+  EXPECT_EQ(modeOf(logPath()), 0640u);
+}
+
+TEST_F(Log, LinesOfAnyLengthAreWhole) {
+  Lines expected;
+  for (const size_t length : {0, 1, 1023, 1024, 4096, 100000}) {
+    expected.push_back(std::string(length, 'x'));
+    gLog.ilog("%s", expected.back().c_str());
+  }
+  EXPECT_EQ(logged(), expected);
+}
+
+TEST_F(Log, TextsAreNoFormats) {
+  gLog.ilog("%s", "100% %s %n");
+  EXPECT_EQ(logged(), Lines{"100% %s %n"});
+}
+
+TEST_F(Log, KeepsErrno) {
+  errno = ENOTDIR;
+  gLog.ilog("line");
+  EXPECT_EQ(errno, ENOTDIR);
+  const Environment path("MOXEL_LOG", scratch.file("missing/moxel.log"));
+  CLog lost;
+  lost.ilog("line");
+  EXPECT_EQ(errno, ENOTDIR);
+}
+
+TEST_F(Log, TraceLinesNeedTheLevel) {
+  gLog.tlog("hidden");
+  EXPECT_FALSE(gLog.isTracing());
+  EXPECT_FALSE(exists(logPath()));
+  traceOn();
+  EXPECT_TRUE(gLog.isTracing());
+  gLog.tlog("shown %d", 1);
+  gLog.ilog("always");
+  EXPECT_EQ(logged(), (Lines{"shown 1", "always"}));
+}
+
+TEST_F(Log, TheLevelIsOneExactWord) {
+  for (const char* other : {"log_level_trace", "LOG_LEVEL_TRACE ", " LOG_LEVEL_TRACE",
+                            "LOG_LEVEL_TRACEX", "LOG_LEVEL", "1", ""}) {
+    const Environment level("MOXEL_LOG_LEVEL", other);
+    EXPECT_FALSE(CLog().isTracing()) << other;
+  }
+  const Environment level("MOXEL_LOG_LEVEL", "LOG_LEVEL_TRACE");
+  EXPECT_TRUE(CLog().isTracing());
+}
+
+TEST_F(Log, TheEnvironmentIsReadAtConstructionOnly) {
+  const Environment path("MOXEL_LOG", scratch.file("other.log"));
+  const Environment level("MOXEL_LOG_LEVEL", "LOG_LEVEL_TRACE");
+  gLog.ilog("line");
+  gLog.tlog("trace");
+  EXPECT_EQ(logged(), Lines{"line"});
+  EXPECT_FALSE(exists(scratch.file("other.log")));
+}
+
+TEST_F(Log, AnUnwritableFileLosesTheLineAndFreesTheLock) {
+  const Environment path("MOXEL_LOG", scratch.file("directory"));
+  ASSERT_EQ(mkdir(scratch.file("directory").c_str(), 0700), 0);
+  CLog log;
+  log.ilog("lost");
+  EXPECT_TRUE(lockIsFree());
+  EXPECT_TRUE(namesIn(scratch.file("directory")).empty());
+}
+
+TEST_F(Log, AFullDiskLosesTheLineAndFreesTheLock) {
+  const Environment path("MOXEL_LOG", scratch.file("full"));
+  ASSERT_EQ(symlink("/dev/full", scratch.file("full").c_str()), 0);
+  CLog log;
+  log.ilog("lost");
+  EXPECT_TRUE(lockIsFree());
+}
+
+TEST_F(Log, TheLockIsFreeAfterALine) {
+  gLog.ilog("line");
+  EXPECT_TRUE(lockIsFree());
+}
+
+TEST_F(Log, ALockThatCannotBeMadeLosesTheLine) {
+  const int status = inChild([&] {
+    if (!enterPrivateNamespace()) return 100;
+    std::ofstream("/proc/sys/kernel/sem") << "250 32000 32 0\n";
+    gLog.ilog("lost");
+    return 0;
+  });
+  ASSERT_EQ(exitCode(status), 0);
+  EXPECT_FALSE(exists(logPath()));
+}
+
+TEST_F(Log, AWriterWaitsForTheLock) {
+  CMutex mutex(scratch.path().c_str(), 1, false);
+  ASSERT_TRUE(mutex.init(0) && mutex.lock(true));
+  const pid_t child = startChild([] {
+    gLog.ilog("waited");
+    return 0;
+  });
+  EXPECT_TRUE(eventually([&] { return waitersFor(scratch.path()) == 1; }));
+  EXPECT_FALSE(exists(logPath()));
+  mutex.release();
+  EXPECT_EQ(exitCode(waitFor(child)), 0);
+  EXPECT_EQ(logged(), Lines{"waited"});
+}
+
+TEST_F(Log, AWaitThatASignalEndsIsTakenUpAgain) {
+  CMutex mutex(scratch.path().c_str(), 1, false);
+  ASSERT_TRUE(mutex.init(0) && mutex.lock(true));
+  const pid_t child = startChild([] {
+    struct sigaction action = {};
+    action.sa_handler = [](int) {};
+    sigaction(SIGUSR1, &action, nullptr);
+    gLog.ilog("waited");
+    return 0;
+  });
+  EXPECT_TRUE(eventually([&] { return waitersFor(scratch.path()) == 1; }));
+  kill(child, SIGUSR1);
+  EXPECT_TRUE(eventually([&] { return waitersFor(scratch.path()) == 1; }));
+  mutex.release();
+  EXPECT_EQ(exitCode(waitFor(child)), 0);
+  EXPECT_EQ(logged(), Lines{"waited"});
+}
+
+TEST_F(Log, ALockThatIsRemovedUnderTheWaitIsMadeAnew) {
+  CMutex mutex(scratch.path().c_str(), 1, false);
+  ASSERT_TRUE(mutex.init(0) && mutex.lock(true));
+  const pid_t child = startChild([] {
+    gLog.ilog("waited");
+    return 0;
+  });
+  EXPECT_TRUE(eventually([&] { return waitersFor(scratch.path()) == 1; }));
+  EXPECT_TRUE(mutex.remove(false, 0));
+  EXPECT_EQ(exitCode(waitFor(child)), 0);
+  EXPECT_EQ(logged(), Lines{"waited"});
+}
+
+TEST_F(Log, AProcessKilledWithTheLockBlocksNobody) {
+  const pid_t child = startChild([&] {
+    CMutex mutex(scratch.path().c_str(), 1, false);
+    if (!mutex.init(0) || !mutex.lock(true)) return 1;
+    writeFile(scratch.file("locked"), "");
+    pause();
+    return 0;
+  });
+  EXPECT_TRUE(eventually([&] { return exists(scratch.file("locked")); }));
+  kill(child, SIGKILL);
+  waitFor(child);
+  gLog.ilog("after");
+  EXPECT_EQ(logged(), Lines{"after"});
+}
+
+TEST_F(Log, AForkedChildLogsUnderItsOwnProcessId) {
+  const pid_t child = startChild([] {
+    gLog.ilog("child");
+    return 0;
+  });
+  waitFor(child);
+  gLog.ilog("parent");
+  const auto lines = parseLog(readFile(logPath()));
+  ASSERT_EQ(lines.size(), 2u);
+  EXPECT_EQ(lines[0].pid, child);
+  EXPECT_EQ(lines[0].text, "child");
+  EXPECT_EQ(lines[1].pid, getpid());
+}
+
+TEST_F(Log, LinesBeforeMainAreWritten) {
+  const Environment line("MOXEL_TEST_EARLY_LINE", "before main");
+  const pid_t child = startChild([] {
+    execl("/proc/self/exe", "moxel_test", "--gtest_list_tests", "--gtest_filter=None",
+          static_cast<char*>(nullptr));
+    return 1;
+  });
+  EXPECT_EQ(exitCode(waitFor(child)), 0);
+  const auto lines = parseLog(readFile(logPath()));
+  ASSERT_EQ(lines.size(), 1u);
+  EXPECT_EQ(lines[0].text, "before main");
+  EXPECT_EQ(lines[0].pid, child);
+}
+
+TEST_F(Log, ManyWritersNeverMixTheirLines) {
+  constexpr int kWriters = 8;
+  constexpr int kLines = 100;
+  std::vector<pid_t> writers;
+  for (int writer = 0; writer < kWriters; ++writer) {
+    writers.push_back(startChild([writer] {
+      for (int line = 0; line < kLines; ++line) {
+        gLog.ilog("%d %d %s", writer, line,
+                  std::string(static_cast<size_t>(line) * 40, 'x').c_str());
+      }
+      return 0;
+    }));
+  }
+  for (const pid_t writer : writers) EXPECT_EQ(exitCode(waitFor(writer)), 0);
+
+  std::vector<int> next(kWriters, 0);
+  for (const std::string& text : logged()) {
+    int writer = -1;
+    int line = -1;
+    int end = 0;
+    ASSERT_EQ(sscanf(text.c_str(), "%d %d %n", &writer, &line, &end), 2) << text;
+    ASSERT_EQ(line, next[writer]++);
+    ASSERT_EQ(text.substr(end), std::string(static_cast<size_t>(line) * 40, 'x'));
+  }
+  EXPECT_EQ(next, std::vector<int>(kWriters, kLines));
+}
+
+TEST_F(Log, LeavesNoDescriptorOpen) {
+  const auto before = openDescriptors();
+  gLog.ilog("line");
+  gLog.slog("line");
+  EXPECT_EQ(openDescriptors(), before);
+}
+
+// ---- Lock resource -----------------------------------------------------------------------------
+
+TEST_F(Log, TheDirectoryOfTheLogIsTheLock) {
+  EXPECT_EQ(gLog.getLockResource(), scratch.path());
+  gLog.ilog("line");
+  struct {
+    std::string path;
+    std::string resource;
+  } const rows[] = {
+      {scratch.file("a/moxel.log"), "/var/log/kardo/moxel/log"},
+      {logPath() + "/below-a-file", "/var/log/kardo/moxel/log"},
+      {"/moxel.log", "/"},
+      {"moxel.log", "/"},
+      {"", "/"},
+      {scratch.path() + "/", "/tmp"},
+  };
+  for (const auto& row : rows) {
+    const Environment path("MOXEL_LOG", row.path);
+    EXPECT_EQ(CLog().getLockResource(), row.resource) << row.path;
+  }
+}
+
+TEST_F(Log, WithoutTheVariableTheSharedLogIsUsed) {
+  const int status = inChild([&] {
+    if (!enterPrivateNamespace() || !mountEmpty("/var/log")) return 100;
+    const Environment path("MOXEL_LOG", std::nullopt);
+    CLog log;
+    log.ilog("lost");
+    if (log.getLockResource() != "/var/log/kardo/moxel/log") return 1;
+    if (!namesIn("/var/log").empty()) return 2;
+    if (makeDir(std::string("/var/log/kardo/moxel/log"), 1) != 0) return 3;
+    log.ilog("kept");
+    const auto lines = parseLog(readFile("/var/log/kardo/moxel/log/moxel.log"));
+    return lines.size() == 1 && lines[0].text == "kept" ? 0 : 4;
+  });
+  EXPECT_EQ(exitCode(status), 0);
+}
+
+TEST_F(Log, AMissingDirectoryLosesTheLine) {
+  // With and without the fallback directory for the lock.
+  const int status = inChild([&] {
+    if (!enterPrivateNamespace() || !mountEmpty("/var/log")) return 100;
+    const Environment path("MOXEL_LOG", scratch.file("missing/moxel.log"));
+    CLog log;
+    log.ilog("lost");
+    if (makeDir(std::string("/var/log/kardo/moxel/log"), 1) != 0) return 1;
+    log.ilog("lost");
+    if (!namesIn("/var/log/kardo/moxel/log").empty()) return 2;
+    CMutex mutex("/var/log/kardo/moxel/log", 1, false);
+    return mutex.init(0) && mutex.lock(false) ? 0 : 3;
+  });
+  EXPECT_EQ(exitCode(status), 0);
+  EXPECT_FALSE(exists(scratch.file("missing")));
+}
+
+// ---- Rotation ----------------------------------------------------------------------------------
+
+TEST_F(Log, RotatesAbove512000Bytes) {
+  fill(logPath(), 512000);
+  EXPECT_EQ(gLog.init("/opt/tool"), 0);
+  EXPECT_EQ(sizeOf(logPath()), 512000);
+  EXPECT_FALSE(exists(scratch.file("moxel.bak")));
+
+  fill(logPath(), 512001);
+  EXPECT_EQ(gLog.init("tool"), 0);
+  EXPECT_FALSE(exists(logPath()));
+  EXPECT_EQ(sizeOf(scratch.file("moxel.bak")), 512001);
+
+  gLog.ilog("new file");
+  EXPECT_EQ(logged(), Lines{"new file"});
+  EXPECT_EQ(gLog.init("tool"), 0);
+  EXPECT_EQ(sizeOf(scratch.file("moxel.bak")), 512001);
+}
+
+TEST_F(Log, RotationReplacesTheOlderBackup) {
+  writeFile(scratch.file("moxel.bak"), "older");
+  fill(logPath(), 600000);
+  gLog.init("tool");
+  EXPECT_EQ(sizeOf(scratch.file("moxel.bak")), 600000);
+}
+
+TEST_F(Log, SizesBeyond32BitsAreCompared) {
+  fill(logPath(), (off_t{1} << 32) + 5);
+  gLog.init("tool");
+  EXPECT_EQ(sizeOf(scratch.file("moxel.bak")), (off_t{1} << 32) + 5);
+}
+
+TEST_F(Log, TheBackupLosesTheLastExtensionOnly) {
+  for (const auto& [name, backup] : {std::pair<std::string, std::string>{"a.b.log", "a.b.bak"},
+                                     {"plain", "plain.bak"},
+                                     {".log", ".bak"}}) {
+    const Environment path("MOXEL_LOG", scratch.file(name));
+    fill(scratch.file(name), 512001);
+    CLog().init("tool");
+    EXPECT_TRUE(exists(scratch.file(backup))) << name;
+    EXPECT_FALSE(exists(scratch.file(name)));
+    unlink(scratch.file(backup).c_str());
+  }
+}
+
+TEST_F(Log, AFailedRenameStillEmptiesTheLog) {
+  ASSERT_EQ(mkdir(scratch.file("moxel.bak").c_str(), 0700), 0);
+  fill(logPath(), 512001);
+  EXPECT_EQ(gLog.init("tool"), 0);
+  EXPECT_EQ(sizeOf(logPath()), 0);
+}
+
+TEST_F(Log, RotationTakesNoLock) {
+  CMutex mutex(scratch.path().c_str(), 1, false);
+  ASSERT_TRUE(mutex.init(0) && mutex.lock(true));
+  fill(logPath(), 512001);
+  EXPECT_EQ(gLog.init("tool"), 0);
+  EXPECT_TRUE(exists(scratch.file("moxel.bak")));
+  mutex.release();
+}
+
+TEST_F(Log, WithoutALogThereIsNothingToRotate) {
+  EXPECT_EQ(gLog.init("tool"), 0);
+  EXPECT_TRUE(namesIn(scratch.path()).empty());
+}
+
+// ---- The system logger -------------------------------------------------------------------------
+
+TEST_F(Log, FacilityNames) {
+  struct {
+    const char* value;
+    int number;
+  } const rows[] = {
+      {"LOG_KERN", 0},
+      {"LOG_USER", 8},
+      {"LOG_MAIL", 16},
+      {"LOG_DAEMON", 24},
+      {"LOG_AUTH", 32},
+      {"LOG_LPR", 48},
+      {"LOG_NEWS", 56},
+      {"LOG_UUCP", 64},
+      {"LOG_CRON", 72},
+      {"LOG_LOCAL0", 128},
+      {"LOG_LOCAL1", 136},
+      {"LOG_LOCAL2", 144},
+      {"LOG_LOCAL3", 152},
+      {"LOG_LOCAL4", 160},
+      {"LOG_LOCAL5", 168},
+      {"LOG_LOCAL6", 176},
+      {"LOG_LOCAL7", 184},
+      {"", 8},
+      {"LOG_SYSLOG", 8},
+      {"log_local0", 8},
+      {"LOG_LOCAL", 8},
+      {"LOG_LOCAL00", 8},
+      {" LOG_KERN", 8},
+      {"16", 16},
+      {"0", 0},
+      {"007", 7},
+      {"40", 40},
+      {"99999", 99999},
+      {"16x", 8},
+      {"-16", 8},
+      {"+16", 8},
+      {"LOG_ERR", 8},
+  };
+  for (const auto& row : rows) EXPECT_EQ(gLog.getFacility(row.value), row.number) << row.value;
+}
+
+TEST_F(Log, PriorityNames) {
+  struct {
+    const char* value;
+    int number;
+  } const rows[] = {
+      {"LOG_EMERG", 0},  {"LOG_ALERT", 1}, {"LOG_CRIT", 2},  {"LOG_ERR", 3}, {"LOG_WARNING", 4},
+      {"LOG_NOTICE", 5}, {"LOG_INFO", 6},  {"LOG_DEBUG", 7}, {"", 6},        {"3", 3},
+      {"3a", 6},         {"log_err", 6},   {"LOG_ERR ", 6},  {"0", 0},       {"12345", 12345},
+      {"LOG_KERN", 6},
+  };
+  for (const auto& row : rows) EXPECT_EQ(gLog.getPriority(row.value), row.number) << row.value;
+}
+
+TEST_F(Log, ManyDigitsAreTakenUnchecked) {
+  EXPECT_NE(gLog.getFacility(std::string(2000, '9')), 8);
+  EXPECT_EQ(gLog.getFacility(std::string(2000, '0') + "16"), 16);
+}
+
+// Runs `body` where /dev/log is a socket of the test's own and returns what arrived there, one
+// datagram a line.
+std::string sentToSystemLogger(const Scratch& scratch, const std::function<void()>& body) {
+  const std::string received = scratch.file("received");
+  const int status = inChild([&] {
+    if (!enterPrivateNamespace() || !mountEmpty("/dev")) return 100;
+    const int logger = socket(AF_UNIX, SOCK_DGRAM, 0);
+    sockaddr_un address = {};
+    address.sun_family = AF_UNIX;
+    strcpy(address.sun_path, "/dev/log");
+    if (bind(logger, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0) return 101;
+    body();
+    char datagram[8192];
+    std::ofstream out(received);
+    for (ssize_t size; (size = recv(logger, datagram, sizeof datagram, MSG_DONTWAIT)) > 0;) {
+      out << std::string(datagram, static_cast<size_t>(size)) << "\n";
+    }
+    return 0;
+  });
+  EXPECT_EQ(exitCode(status), 0);
+  return readFile(received);
+}
+
+// The parts of a datagram "<priority>Mmm dd hh:mm:ss ident: YYYY/MM/DD hh:mm:ss PID=ppppp text".
+struct SystemLine {
+  explicit SystemLine(const std::string& datagram) {
+    const size_t identBegin = datagram.find('>') + 17;
+    const size_t identEnd = datagram.find(": ", identBegin);
+    priority = atoi(datagram.substr(1).c_str());
+    ident = datagram.substr(identBegin, identEnd - identBegin);
+    stamp = datagram.substr(identEnd + 2, 20);
+    const size_t pidEnd = datagram.find_first_not_of(' ', identEnd + 26);
+    pid = datagram.substr(identEnd + 22, 4);
+    const size_t textBegin = datagram.find(' ', pidEnd) + 1;
+    process = datagram.substr(identEnd + 26, textBegin - 1 - (identEnd + 26));
+    text = datagram.substr(textBegin, datagram.size() - textBegin - 1);
+  }
+  int priority;
+  std::string ident, stamp, pid, process, text;
+};
+
+TEST_F(Log, SendsALineUnderTheDefaults) {
+  int pid = 0;
+  const SystemLine line(sentToSystemLogger(scratch, [&] {
+    gLog.init("/opt/kardo/moxel/bin/tool");
+    gLog.slog("disk %s at %d", "full", 99);
+    writeFile(scratch.file("pid"), std::to_string(getpid()));
+  }));
+  pid = atoi(readFile(scratch.file("pid")).c_str());
+  EXPECT_EQ(line.priority, LOG_USER | LOG_INFO);
+  EXPECT_EQ(line.ident, "tool");
+  EXPECT_EQ(line.pid, "PID=");
+  EXPECT_EQ(line.process, format("%5d", pid));
+  EXPECT_EQ(line.text, "disk full at 99");
+  tm parsed = {};
+  EXPECT_NE(strptime(line.stamp.c_str(), "%Y/%m/%d %H:%M:%S ", &parsed), nullptr) << line.stamp;
+}
+
+TEST_F(Log, SystemLinesHoldPrintableCharactersOnly) {
+  const SystemLine line(sentToSystemLogger(scratch, [] {
+    gLog.slog("%s",
+              "a\nb\tc\rd\x01"
+              "e\x7f"
+              "f\xa4\xa2g!~");
+  }));
+  EXPECT_EQ(line.text, "a b c d e f  g!~");
+}
+
+TEST_F(Log, SystemTextsAreCutAt1023Bytes) {
+  const SystemLine line(
+      sentToSystemLogger(scratch, [] { gLog.slog("%s", std::string(3000, 'x').c_str()); }));
+  EXPECT_EQ(line.text, std::string(1023, 'x'));
+}
+
+TEST_F(Log, TheSystemLoggerInterpretsPercentSigns) {
+  const SystemLine line(sentToSystemLogger(scratch, [] { gLog.slog("%s", "100%% done"); }));
+  EXPECT_EQ(line.text, "100% done");
+}
+
+TEST_F(Log, SystemLinesNeedNoLogFile) {
+  const std::string lines = sentToSystemLogger(scratch, [] {
+    gLog.slog("one");
+    gLog.slog("two");
+  });
+  EXPECT_EQ(std::count(lines.begin(), lines.end(), '\n'), 2);
+  EXPECT_FALSE(exists(logPath()));
+}
+
+TEST_F(Log, AMissingSystemLoggerIsNoFailure) {
+  const int status = inChild([] {
+    if (!enterPrivateNamespace() || !mountEmpty("/dev")) return 100;
+    errno = ENOTDIR;
+    gLog.slog("lost");
+    return errno == ENOTDIR ? 0 : 1;
+  });
+  EXPECT_EQ(exitCode(status), 0);
+}
+
+}  // namespace

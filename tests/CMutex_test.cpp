@@ -1,0 +1,305 @@
+#include "CMutex.h"
+
+#include <sys/ipc.h>
+#include <sys/sem.h>
+#include <sys/time.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <csignal>
+#include <fstream>
+
+#include "Process.h"
+#include "Scratch.h"
+
+namespace {
+
+class Mutex : public testing::Test {
+ protected:
+  const char* path() const { return scratch.path().c_str(); }
+  key_t key() const { return ftok(path(), 'S'); }
+  int set() const { return semget(key(), 1, 0); }
+  int value() const { return semctl(set(), 0, GETVAL); }
+
+  Scratch scratch;
+};
+
+TEST_F(Mutex, IsDetachedBeforeInit) {
+  CMutex mutex(path(), 1, false);
+  EXPECT_EQ(mutex.key(), 0);
+  EXPECT_FALSE(mutex.lock(false));
+  EXPECT_FALSE(mutex.lock(true));
+  EXPECT_FALSE(mutex.release());
+  EXPECT_FALSE(mutex.remove(false, 0));
+  EXPECT_FALSE(mutex.remove(true, 3600));
+  EXPECT_EQ(set(), -1) << "the constructor makes no set";
+}
+
+TEST_F(Mutex, CreatesOneSemaphoreForTheOwner) {
+  CMutex mutex(path(), 1, false);
+  ASSERT_TRUE(mutex.init(0));
+  EXPECT_EQ(mutex.key(), key());
+  semid_ds status = {};
+  ASSERT_EQ(semctl(set(), 0, IPC_STAT, &status), 0);
+  EXPECT_EQ(status.sem_perm.mode & 0777, 0600);
+  EXPECT_EQ(status.sem_nsems, 1u);
+  EXPECT_EQ(value(), 1);
+}
+
+TEST_F(Mutex, TheCreatorSetsTheValueAndOthersKeepIt) {
+  CMutex creator(path(), 3, false);
+  ASSERT_TRUE(creator.init(0));
+  EXPECT_EQ(value(), 3);
+  CMutex other(path(), 7, false);
+  ASSERT_TRUE(other.init(0));
+  EXPECT_EQ(other.key(), key());
+  EXPECT_EQ(value(), 3);
+  EXPECT_TRUE(other.lock(false));
+  EXPECT_EQ(value(), 2) << "both have the same semaphore";
+  EXPECT_TRUE(other.release());
+}
+
+TEST_F(Mutex, ANegativeInitialValueStartsTaken) {
+  CMutex mutex(path(), -5, false);
+  ASSERT_TRUE(mutex.init(0));
+  EXPECT_EQ(value(), 0);
+  EXPECT_FALSE(mutex.lock(false));
+  EXPECT_EQ(errno, EAGAIN);
+}
+
+TEST_F(Mutex, AMissingPathGivesNoKey) {
+  const std::string missing = scratch.file("missing");
+  CMutex mutex(missing.c_str(), 1, false);
+  EXPECT_FALSE(mutex.init(0));
+  EXPECT_EQ(errno, ENOENT);
+  EXPECT_EQ(mutex.key(), 0);
+  EXPECT_FALSE(mutex.lock(false));
+  EXPECT_FALSE(mutex.release());
+  EXPECT_FALSE(mutex.remove(false, 0));
+}
+
+TEST_F(Mutex, AMissingPathTakesAnEarlierKeyBack) {
+  const std::string directory = scratch.file("directory");
+  writeFile(directory, "");
+  CMutex mutex(directory.c_str(), 1, true);
+  ASSERT_TRUE(mutex.init(0));
+  ASSERT_TRUE(mutex.remove(false, 0));
+  unlink(directory.c_str());
+  EXPECT_FALSE(mutex.init(0));
+  EXPECT_EQ(mutex.key(), 0);
+}
+
+TEST_F(Mutex, ANullPathNeedsAKey) {
+  CMutex mutex(nullptr, 1, true);
+  EXPECT_FALSE(mutex.init(0));
+  EXPECT_EQ(mutex.key(), 0);
+  EXPECT_FALSE(mutex.lock(false));
+  EXPECT_TRUE(mutex.init(key())) << "a key of this test's own";
+  EXPECT_TRUE(mutex.lock(false));
+}
+
+TEST_F(Mutex, AGivenKeyIsUsedWithoutThePath) {
+  const std::string missing = scratch.file("missing");
+  CMutex mutex(missing.c_str(), 1, true);
+  ASSERT_TRUE(mutex.init(key()));
+  EXPECT_EQ(mutex.key(), key());
+  EXPECT_EQ(value(), 1);
+}
+
+TEST_F(Mutex, CopiesThePath) {
+  std::string path = scratch.path();
+  CMutex mutex(path.c_str(), 1, false);
+  path.assign(path.size(), 'x');
+  EXPECT_TRUE(mutex.init(0));
+}
+
+TEST_F(Mutex, AValueThatCannotBeSetLeavesTheSetAttached) {
+  CMutex mutex(path(), 40000, false);
+  EXPECT_FALSE(mutex.init(0));
+  EXPECT_EQ(errno, ERANGE);
+  EXPECT_EQ(value(), 0);
+  EXPECT_FALSE(mutex.lock(false));
+  EXPECT_EQ(errno, EAGAIN) << "there is a set to ask";
+  EXPECT_TRUE(mutex.remove(false, 0));
+}
+
+TEST_F(Mutex, ASetThatCannotBeCreatedLeavesItDetached) {
+  const int status = inChild([&] {
+    if (!enterPrivateNamespace()) return 100;
+    std::ofstream("/proc/sys/kernel/sem") << "250 32000 32 0\n";
+    CMutex mutex(path(), 1, false);
+    if (mutex.init(0)) return 1;
+    if (errno != ENOSPC) return 2;
+    if (mutex.key() != key()) return 3;
+    return mutex.lock(false) || mutex.release() || mutex.remove(false, 0) ? 4 : 0;
+  });
+  EXPECT_EQ(exitCode(status), 0);
+}
+
+TEST_F(Mutex, AFailedInitDetaches) {
+  CMutex mutex(path(), 1, false);
+  ASSERT_TRUE(mutex.init(0));
+  const int status = inChild([&] {
+    if (!enterPrivateNamespace()) return 100;
+    std::ofstream("/proc/sys/kernel/sem") << "250 32000 32 0\n";
+    if (mutex.init(0)) return 1;
+    return mutex.lock(false) ? 2 : 0;
+  });
+  EXPECT_EQ(exitCode(status), 0);
+}
+
+TEST_F(Mutex, LockAndReleaseChangeTheValueByOne) {
+  CMutex mutex(path(), 1, false);
+  ASSERT_TRUE(mutex.init(0));
+  EXPECT_TRUE(mutex.lock(false));
+  EXPECT_EQ(value(), 0);
+  EXPECT_FALSE(mutex.lock(false));
+  EXPECT_EQ(errno, EAGAIN);
+  EXPECT_TRUE(mutex.release());
+  EXPECT_EQ(value(), 1);
+  EXPECT_TRUE(mutex.lock(true));
+  EXPECT_TRUE(mutex.release());
+  EXPECT_EQ(value(), 1);
+}
+
+TEST_F(Mutex, AWaitEndsWithTheRelease) {
+  CMutex mutex(path(), 1, false);
+  ASSERT_TRUE(mutex.init(0));
+  ASSERT_TRUE(mutex.lock(true));
+  const pid_t child = startChild([&] {
+    CMutex other(path(), 1, false);
+    if (!other.init(0) || other.lock(false)) return 1;
+    return other.lock(true) ? 0 : 2;
+  });
+  EXPECT_TRUE(eventually([&] { return waitersFor(path()) == 1; }));
+  EXPECT_TRUE(mutex.release());
+  EXPECT_EQ(exitCode(waitFor(child)), 0);
+  EXPECT_EQ(value(), 1) << "the child's lock went back with its end";
+}
+
+TEST_F(Mutex, AKilledHolderBlocksNobody) {
+  CMutex mutex(path(), 1, false);
+  ASSERT_TRUE(mutex.init(0));
+  const pid_t child = startChild([&] {
+    CMutex other(path(), 1, false);
+    other.init(0);
+    if (!other.lock(true)) return 1;
+    pause();
+    return 0;
+  });
+  EXPECT_TRUE(eventually([&] { return value() == 0; }));
+  EXPECT_FALSE(mutex.lock(false));
+  kill(child, SIGKILL);
+  EXPECT_EQ(exitCode(waitFor(child)), -1);
+  EXPECT_TRUE(mutex.lock(true));
+  EXPECT_TRUE(mutex.release());
+}
+
+TEST_F(Mutex, AReleaseIsTakenBackWithTheProcessToo) {
+  CMutex mutex(path(), 0, false);
+  ASSERT_TRUE(mutex.init(0));
+  EXPECT_EQ(exitCode(inChild([&] { return mutex.release() ? 0 : 1; })), 0);
+  EXPECT_EQ(value(), 0);
+}
+
+TEST_F(Mutex, ASignalEndsTheWait) {
+  CMutex mutex(path(), 0, false);
+  ASSERT_TRUE(mutex.init(0));
+  const pid_t child = startChild([&] {
+    struct sigaction action = {};
+    action.sa_handler = [](int) {};
+    sigaction(SIGUSR1, &action, nullptr);
+    return !mutex.lock(true) && errno == EINTR ? 0 : 1;
+  });
+  EXPECT_TRUE(eventually([&] { return waitersFor(path()) == 1; }));
+  kill(child, SIGUSR1);
+  EXPECT_EQ(exitCode(waitFor(child)), 0);
+}
+
+TEST_F(Mutex, RemovalDetachesAndTheNextInitMakesANewSet) {
+  CMutex mutex(path(), 1, false);
+  ASSERT_TRUE(mutex.init(0));
+  ASSERT_TRUE(mutex.lock(true));
+  EXPECT_TRUE(mutex.remove(false, 3600));
+  EXPECT_EQ(set(), -1);
+  EXPECT_FALSE(mutex.remove(false, 0));
+  EXPECT_FALSE(mutex.lock(true));
+  EXPECT_FALSE(mutex.release());
+  ASSERT_TRUE(mutex.init(0));
+  EXPECT_EQ(value(), 1);
+}
+
+TEST_F(Mutex, ARemovalThatFailsKeepsTheSetsId) {
+  CMutex mutex(path(), 1, false);
+  ASSERT_TRUE(mutex.init(0));
+  CMutex other(path(), 1, false);
+  ASSERT_TRUE(other.init(0));
+  ASSERT_TRUE(other.remove(false, 0));
+  errno = 0;
+  EXPECT_FALSE(mutex.remove(false, 0));
+  EXPECT_EQ(errno, EINVAL) << "the system was asked";
+  errno = 0;
+  EXPECT_FALSE(mutex.remove(false, 0));
+  EXPECT_EQ(errno, EINVAL) << "and is asked again";
+}
+
+volatile sig_atomic_t alarms = 0;
+
+TEST_F(Mutex, RemovalSleepsOnceForWaiters) {
+  CMutex mutex(path(), 1, false);
+  ASSERT_TRUE(mutex.init(0));
+  // Nobody waits: no sleep, or this test would take an hour.
+  CMutex unwanted(path(), 1, false);
+  ASSERT_TRUE(unwanted.init(0));
+  EXPECT_TRUE(unwanted.remove(true, 3600));
+
+  ASSERT_TRUE(mutex.init(0));
+  ASSERT_TRUE(mutex.lock(true));
+  const pid_t child = startChild([&] {
+    CMutex waiter(path(), 1, false);
+    waiter.init(0);
+    return !waiter.lock(true) && errno == EIDRM ? 0 : 1;
+  });
+  ASSERT_TRUE(eventually([&] { return waitersFor(path()) == 1; }));
+  // The alarm ends the sleep; the waiter still waits then, and the set goes all the same.
+  struct sigaction action = {};
+  struct sigaction old = {};
+  action.sa_handler = [](int) { alarms = alarms + 1; };
+  sigaction(SIGALRM, &action, &old);
+  alarms = 0;
+  itimerval timer = {{0, 0}, {0, 20000}};
+  setitimer(ITIMER_REAL, &timer, nullptr);
+  EXPECT_TRUE(mutex.remove(true, 3600));
+  EXPECT_EQ(alarms, 1) << "it slept";
+  sigaction(SIGALRM, &old, nullptr);
+  EXPECT_EQ(exitCode(waitFor(child)), 0);
+}
+
+TEST_F(Mutex, RemovalWithoutWaitingForWaitersDoesNotSleep) {
+  CMutex mutex(path(), 0, false);
+  ASSERT_TRUE(mutex.init(0));
+  const pid_t child = startChild([&] {
+    CMutex waiter(path(), 1, false);
+    waiter.init(0);
+    return !waiter.lock(true) && errno == EIDRM ? 0 : 1;
+  });
+  ASSERT_TRUE(eventually([&] { return waitersFor(path()) == 1; }));
+  EXPECT_TRUE(mutex.remove(false, 3600));
+  EXPECT_EQ(exitCode(waitFor(child)), 0);
+}
+
+TEST_F(Mutex, TheDestructorRemovesTheSetWhenToldTo) {
+  {
+    CMutex mutex(path(), 1, false);
+    ASSERT_TRUE(mutex.init(0));
+  }
+  EXPECT_NE(set(), -1);
+  {
+    CMutex mutex(path(), 1, true);
+    ASSERT_TRUE(mutex.init(0));
+  }
+  EXPECT_EQ(set(), -1);
+}
+
+}  // namespace

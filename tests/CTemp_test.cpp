@@ -1,0 +1,427 @@
+#include "CTemp.h"
+
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <fstream>
+
+#include "Process.h"
+#include "Scratch.h"
+#include "common.h"
+
+namespace {
+
+// The owner with its list in view.
+struct Temp : CTemp {
+  using CTemp::tempFiles;
+};
+
+class TempFiles : public LogTest {
+ protected:
+  TempFiles() : m_keep("MOXEL_NOT_DEL_TEMP", std::nullopt) {}
+
+  const char* dir() const { return scratch.path().c_str(); }
+
+ private:
+  Environment m_keep;
+};
+
+bool isSameFile(int descriptor, const std::string& path) {
+  struct stat open = {};
+  struct stat named = {};
+  return fstat(descriptor, &open) == 0 && stat(path.c_str(), &named) == 0 &&
+         open.st_dev == named.st_dev && open.st_ino == named.st_ino;
+}
+
+int lowestFreeDescriptor() {
+  const int number = dup(STDERR_FILENO);
+  close(number);
+  return number;
+}
+
+// `prefix`, six characters and "_".
+void expectName(const std::string& path, const std::string& prefix) {
+  EXPECT_EQ(path.substr(0, prefix.size()), prefix);
+  EXPECT_EQ(path.size(), prefix.size() + 7);
+  EXPECT_EQ(path.back(), '_');
+  EXPECT_EQ(
+      path.find('X', prefix.size()) == prefix.size() && path.substr(prefix.size(), 6) == "XXXXXX",
+      false);
+}
+
+TEST_F(TempFiles, AFileStandsInTmpByDefault) {
+  std::string path;
+  {
+    CTemp temp;
+    int fd = -1;
+    EXPECT_EQ(temp.getTempFile(path, "moxelabc", nullptr, &fd), 1);
+    expectName(path, "/tmp/moxelabc");
+    EXPECT_TRUE(isSameFile(fd, path));
+    EXPECT_EQ(modeOf(path), 0600u);
+    EXPECT_EQ(write(fd, "x", 1), 1);
+    close(fd);
+  }
+  EXPECT_FALSE(exists(path));
+}
+
+TEST_F(TempFiles, AFileStandsInTheDirectoryGiven) {
+  CTemp temp;
+  std::string path = "before";
+  const auto before = openDescriptors();
+  EXPECT_EQ(temp.getTempFile(path, "abc", dir(), nullptr), 1);
+  expectName(path, scratch.file("abc"));
+  EXPECT_TRUE(isFile(path));
+  EXPECT_EQ(namesIn(dir()), Lines{path.substr(scratch.path().size() + 1)})
+      << "no file is left under its first name";
+  EXPECT_EQ(openDescriptors(), before);
+}
+
+TEST_F(TempFiles, AnEmptyPrefixIsAPrefix) {
+  CTemp temp;
+  std::string path;
+  EXPECT_EQ(temp.getTempFile(path, "", dir(), nullptr), 1);
+  expectName(path, scratch.file(""));
+}
+
+TEST_F(TempFiles, ADirectoryIgnoresThePrefix) {
+  std::string path;
+  const auto before = openDescriptors();
+  const int descriptor = lowestFreeDescriptor();
+  {
+    CTemp temp;
+    EXPECT_EQ(temp.getTempDir(path, "abc", dir()), 1);
+    expectName(path, scratch.file(""));
+    EXPECT_EQ(path.find("abc"), std::string::npos);
+    EXPECT_TRUE(isDir(path));
+    EXPECT_EQ(namesIn(dir()), Lines{path.substr(scratch.path().size() + 1)});
+    writeFile(path + "/inside", "");
+  }
+  EXPECT_FALSE(exists(path));
+
+  EXPECT_EQ(openDescriptors().size(), before.size() + 1)
+      << "one descriptor deliberately stays open";
+  close(descriptor);
+}
+
+TEST_F(TempFiles, DirectoriesHaveMode755LessTheMask) {
+  const int status = inChild([&] {
+    umask(027);
+    Temp temp;
+    std::string path;
+    temp.getTempDir(path, "", dir());
+    return modeOf(path) == 0750 ? 0 : 1;
+  });
+  EXPECT_EQ(exitCode(status), 0);
+}
+
+TEST_F(TempFiles, AMissingDirectoryIsMadeWithItsParents) {
+  CTemp temp;
+  std::string path;
+  EXPECT_EQ(temp.getTempFile(path, "abc", scratch.file("a/b").c_str(), nullptr), 1);
+  expectName(path, scratch.file("a/b/abc"));
+  const int status = inChild([&] {
+    CTemp child;
+    if (child.getTempDir(path, "abc", scratch.file("c/d").c_str()) != 1) return 1;
+    return path.rfind(scratch.file("c/d/"), 0) == 0 && isDir(path) ? 0 : 2;
+  });
+  EXPECT_EQ(exitCode(status), 0);
+  EXPECT_TRUE(isDir(scratch.file("c/d")));
+}
+
+TEST_F(TempFiles, EachStepIsTraced) {
+  traceOn();
+  std::string file;
+  std::string kept;
+  int fd = -1;
+  {
+    CTemp temp;
+    temp.getTempFile(file, "abc", dir(), nullptr);
+    const int closed = lowestFreeDescriptor();
+    EXPECT_EQ(newlyLogged("[T](CTemp"),
+              (Lines{"[T](CTemp:75):getTemp_sub():prefix=" + scratch.path() + ",templ=abc",
+                     format("[T](CTemp:160):getTemp_sub():exit=1,type=FILE,FD=%d,%s", closed,
+                            file.c_str())}));
+    temp.getTempFile(kept, "abc", dir(), &fd);
+    EXPECT_EQ(
+        newlyLogged("[T](CTemp:160)"),
+        Lines{format("[T](CTemp:160):getTemp_sub():exit=1,type=FILE,FD=%d,%s", fd, kept.c_str())});
+    temp.delTempFile(file.c_str());
+    EXPECT_EQ(newlyLogged("[T](CTemp"), Lines{"[T](CTemp:192):delTempFile:" + file});
+  }
+  close(fd);
+  EXPECT_EQ(newlyLogged("[T](CTemp"), Lines{"[T](CTemp:192):delTempFile:" + kept});
+}
+
+TEST_F(TempFiles, ADirectoryIsTracedWithItsBlankAndNoDescriptor) {
+  traceOn();
+  const int status = inChild([&] {
+    CTemp temp;
+    std::string path;
+    temp.getTempDir(path, "abc", nullptr);
+    writeFile(scratch.file("path"), path);
+    return 0;
+  });
+  ASSERT_EQ(exitCode(status), 0);
+  const std::string path = readFile(scratch.file("path"));
+  expectName(path, "/tmp/");
+  EXPECT_EQ(newlyLogged("[T](CTemp"),
+            (Lines{"[T](CTemp:75):getTemp_sub():prefix=/tmp,templ=abc",
+                   "[T](CTemp:160):getTemp_sub():exit=1,type= DIR,FD=-1," + path,
+                   "[T](CTemp:192):delTempFile:" + path}));
+}
+
+TEST_F(TempFiles, WithoutTraceASuccessLogsOnlyTheRemoval) {
+  CTemp temp;
+  std::string path;
+  temp.getTempFile(path, "abc", dir(), nullptr);
+  EXPECT_EQ(newlyLogged(), Lines{});
+}
+
+TEST_F(TempFiles, ANullPrefixFailsTenTimes) {
+  Temp temp;
+  std::string path = "before";
+  int fd = -7;
+  EXPECT_EQ(temp.getTempFile(path, nullptr, dir(), &fd), 0);
+  EXPECT_EQ(path, "");
+  EXPECT_EQ(fd, -7);
+  EXPECT_EQ(newlyLogged(), Lines(10, "[I](CTemp:68):invalid param"));
+  path = "before";
+  EXPECT_EQ(temp.getTempDir(path, nullptr, dir()), 0);
+  EXPECT_EQ(path, "");
+  EXPECT_EQ(newlyLogged(), Lines(10, "[I](CTemp:68):invalid param"));
+  EXPECT_TRUE(temp.tempFiles.empty());
+}
+
+TEST_F(TempFiles, OneAttemptLogsOnce) {
+  Temp temp;
+  std::string path;
+  EXPECT_EQ(temp.getTemp_sub(path, nullptr, dir(), nullptr, 0), 0);
+  EXPECT_EQ(newlyLogged(), Lines{"[I](CTemp:68):invalid param"});
+  EXPECT_EQ(temp.getTemp_sub(path, "p", dir(), nullptr, 0), 1);
+  EXPECT_TRUE(isFile(path));
+  EXPECT_EQ(temp.tempFiles, std::list<std::string>{path});
+}
+
+TEST_F(TempFiles, AnyOtherTypeIsADirectory) {
+  const int status = inChild([&] {
+    CTemp temp;
+    std::string path;
+    for (const int type : {1, 2, -1}) {
+      int fd = -7;
+      if (temp.getTemp_sub(path, "p", dir(), &fd, type) != 1 || !isDir(path) || fd != -7) return 1;
+    }
+    return 0;
+  });
+  EXPECT_EQ(exitCode(status), 0);
+}
+
+TEST_F(TempFiles, AFileInTheDirectorysPlaceFailsTenTimes) {
+  writeFile(scratch.file("file"), "");
+  const std::string expected =
+      "MXL90100L:prefix:" + scratch.file("file") + " already exist and it's file";
+  CTemp temp;
+  std::string path = "before";
+  int fd = -7;
+  EXPECT_EQ(temp.getTempFile(path, "abc", scratch.file("file").c_str(), &fd), 0);
+  EXPECT_EQ(path, "");
+  EXPECT_EQ(fd, -7);
+  EXPECT_EQ(newlyLogged(), Lines(10, expected));
+  EXPECT_EQ(temp.getTempDir(path, "abc", scratch.file("file").c_str()), 0);
+  EXPECT_EQ(newlyLogged(), Lines(10, expected));
+}
+
+TEST_F(TempFiles, ADirectoryThatCannotBeMadeFailsTenTimes) {
+  writeFile(scratch.file("file"), "");
+  const std::string below = scratch.file("file/below");
+  CTemp temp;
+  std::string path;
+  EXPECT_EQ(temp.getTempFile(path, "abc", below.c_str(), nullptr), 0);
+  EXPECT_EQ(newlyLogged(), Lines(10, "MXL90101L:failed to makeDir:" + below));
+  EXPECT_EQ(temp.getTempDir(path, "abc", below.c_str()), 0);
+  EXPECT_EQ(newlyLogged(), Lines(10, "MXL90101L:failed to makeDir:" + below));
+  EXPECT_EQ(temp.getTempFile(path, "abc", "relative", nullptr), 0);
+  EXPECT_EQ(newlyLogged(), Lines(10, "MXL90101L:failed to makeDir:relative"));
+  EXPECT_EQ(temp.getTempFile(path, "abc", "", nullptr), 0);
+  EXPECT_EQ(newlyLogged(), Lines(10, "MXL90101L:failed to makeDir:"));
+}
+
+TEST_F(TempFiles, ADirectoryWithoutPermissionFailsTenTimes) {
+  const std::string closed = scratch.file("closed");
+  ASSERT_EQ(mkdir(closed.c_str(), 0555), 0);
+  chmod(dir(), 0777);
+  const int status = inChild([&] {
+    dropPrivileges();
+    Temp temp;
+    std::string path = "before";
+    int fd = -7;
+    if (temp.getTempFile(path, "abc", closed.c_str(), &fd) != 0) return 1;
+    if (!path.empty() || fd != -7) return 2;
+    if (temp.getTempDir(path, "abc", closed.c_str()) != 0 || !path.empty()) return 3;
+    return temp.tempFiles.empty() ? 0 : 4;
+  });
+  EXPECT_EQ(exitCode(status), 0);
+  Lines expected(
+      10, "[I](CTemp:136):failed to mkstemp():Permission denied:templ=" + closed + "/abcXXXXXX");
+  expected.insert(expected.end(), 10, "MXL90102L:failed to mkstemp():Permission denied");
+  EXPECT_EQ(newlyLogged(), expected);
+}
+
+TEST_F(TempFiles, ANameOf4096BytesFails) {
+  const std::string prefix(5000, 'p');
+  CTemp temp;
+  std::string path;
+  EXPECT_EQ(temp.getTempFile(path, prefix.c_str(), dir(), nullptr), 0);
+  EXPECT_EQ(newlyLogged(), Lines(10, "[I](CTemp:136):failed to mkstemp():Invalid argument:templ=" +
+                                         scratch.file(prefix) + "XXXXXX"));
+}
+
+TEST_F(TempFiles, AFirstFileThatCannotBeUnlinkedFailsTheDirectory) {
+  const int status = inChild([&] {
+    denySystemCalls({SYS_unlink, SYS_unlinkat}, EPERM);
+    Temp temp;
+    std::string path = "before";
+    if (temp.getTempDir(path, "abc", dir()) != 0) return 1;
+    return path.empty() && temp.tempFiles.empty() ? 0 : 2;
+  });
+  EXPECT_EQ(exitCode(status), 0);
+  EXPECT_EQ(newlyLogged(), Lines(10, "MXL90102L:failed to unlink():Operation not permitted"));
+}
+
+TEST_F(TempFiles, ADirectoryThatCannotBeMadeAtLastFails) {
+  const int status = inChild([&] {
+    denySystemCalls({SYS_mkdir, SYS_mkdirat}, EPERM);
+    Temp temp;
+    std::string path;
+    if (temp.getTemp_sub(path, "abc", dir(), nullptr, 1) != 0) return 1;
+    if (!temp.tempFiles.empty()) return 2;
+    writeFile(scratch.file("path"), path);
+    return 0;
+  });
+  EXPECT_EQ(exitCode(status), 0);
+  const std::string path = readFile(scratch.file("path"));
+  expectName(path, scratch.file(""));
+  EXPECT_EQ(newlyLogged(), Lines{"MXL90103L:failed to create dir:" + path});
+  EXPECT_EQ(namesIn(dir()), (Lines{"moxel.log", "path"}));
+}
+
+TEST_F(TempFiles, AFailedRenameLeavesTheFileUnderItsFirstName) {
+  const int status = inChild([&] {
+    denySystemCalls({SYS_rename, SYS_renameat, SYS_renameat2}, EPERM);
+    Temp temp;
+    std::string path;
+    int fd = -7;
+    if (temp.getTemp_sub(path, "abc", dir(), &fd, 0) != 0) return 1;
+    const std::string first = path.substr(0, path.size() - 1);
+    if (path.back() != '_' || !isSameFile(fd, first)) return 2;
+    if (!temp.tempFiles.empty()) return 3;
+    writeFile(scratch.file("first"), first);
+    return 0;
+  });
+  EXPECT_EQ(exitCode(status), 0);
+  const std::string first = readFile(scratch.file("first"));
+  EXPECT_TRUE(exists(first));
+  EXPECT_EQ(newlyLogged(), Lines{"MXL90104L:failed to rename():" + first + " to " + first +
+                                 "_:Operation not permitted"});
+}
+
+TEST_F(TempFiles, AFailedRenameClosesWhatTheCallerDidNotWant) {
+  const int status = inChild([&] {
+    denySystemCalls({SYS_rename, SYS_renameat, SYS_renameat2}, EPERM);
+    CTemp temp;
+    std::string path;
+    const auto before = openDescriptors();
+    if (temp.getTempFile(path, "abc", dir(), nullptr) != 0) return 1;
+    return openDescriptors() == before ? 0 : 2;
+  });
+  EXPECT_EQ(exitCode(status), 0);
+  EXPECT_EQ(newlyLogged("MXL90104L").size(), 10u);
+}
+
+// ---- Removal -----------------------------------------------------------------------------------
+
+TEST_F(TempFiles, PathsAreRemovedOneByOneOrAllTogether) {
+  Temp temp;
+  std::string one;
+  std::string two;
+  std::string three;
+  temp.getTempFile(one, "one", dir(), nullptr);
+  temp.getTempFile(two, "two", dir(), nullptr);
+  temp.getTempFile(three, "three", dir(), nullptr);
+  EXPECT_EQ(temp.tempFiles, (std::list<std::string>{one, two, three}));
+
+  EXPECT_EQ(temp.delTempFile(two.c_str()), 1);
+  EXPECT_FALSE(exists(two));
+  EXPECT_TRUE(exists(one) && exists(three));
+  EXPECT_EQ(temp.tempFiles, (std::list<std::string>{one, three}));
+  EXPECT_EQ(temp.delTempFile(two.c_str()), 0);
+  EXPECT_EQ(temp.delTempFile("x"), 0);
+  EXPECT_EQ(temp.delTempFile(""), 0);
+
+  EXPECT_EQ(temp.delTempFile(nullptr), 2);
+  EXPECT_FALSE(exists(one) || exists(three));
+  EXPECT_TRUE(temp.tempFiles.empty());
+  EXPECT_EQ(temp.delTempFile(nullptr), 0);
+}
+
+TEST_F(TempFiles, EqualEntriesAreAllRemoved) {
+  Temp temp;
+  std::string path;
+  temp.getTempFile(path, "abc", dir(), nullptr);
+  temp.tempFiles.push_back(scratch.file("other"));
+  temp.tempFiles.push_back(path);
+  EXPECT_EQ(temp.delTempFile(path.c_str()), 2) << "removed is what was tried";
+  EXPECT_EQ(temp.tempFiles, std::list<std::string>{scratch.file("other")});
+}
+
+TEST_F(TempFiles, PathsBecomeFilesDirectoriesOrNothing) {
+  Temp temp;
+  std::string path;
+  temp.getTempFile(path, "abc", dir(), nullptr);
+  unlink(path.c_str());
+  ASSERT_EQ(mkdir(path.c_str(), 0700), 0);
+  writeFile(path + "/inside", "");
+  EXPECT_EQ(temp.delTempFile(path.c_str()), 1);
+  EXPECT_FALSE(exists(path));
+
+  temp.getTempFile(path, "abc", dir(), nullptr);
+  unlink(path.c_str());
+  EXPECT_EQ(temp.delTempFile(nullptr), 1);
+}
+
+TEST_F(TempFiles, AShallowPathIsCountedAndStays) {
+  const int status = inChild([&] {
+    if (!enterPrivateNamespace() || !mountEmpty("/mnt")) return 100;
+    Temp temp;
+    std::string path;
+    if (temp.getTempFile(path, "abc", "/mnt", nullptr) != 1) return 1;
+    if (temp.delTempFile(nullptr) != 1 || !temp.tempFiles.empty()) return 2;
+    if (logged() != Lines{"MXL90008L:" + path + " too shallow to delete"}) return 3;
+    return exists(path) ? 0 : 4;
+  });
+  EXPECT_EQ(exitCode(status), 0);
+}
+
+TEST_F(TempFiles, TheEnvironmentKeepsFiles) {
+  std::string path;
+  for (const char* value : {"1", "0", " "}) {
+    const Environment keep("MOXEL_NOT_DEL_TEMP", value);
+    {
+      Temp temp;
+      temp.getTempFile(path, "abc", dir(), nullptr);
+      EXPECT_EQ(temp.delTempFile(nullptr), 0) << value;
+      EXPECT_EQ(temp.delTempFile(path.c_str()), 0) << value;
+      EXPECT_EQ(temp.tempFiles.size(), 1u);
+    }
+    EXPECT_TRUE(exists(path)) << value;
+  }
+  const Environment keep("MOXEL_NOT_DEL_TEMP", "");
+  {
+    CTemp temp;
+    temp.getTempFile(path, "abc", dir(), nullptr);
+  }
+  EXPECT_FALSE(exists(path));
+}
+
+}  // namespace

@@ -1,0 +1,92 @@
+#include "ICMxlRmgLib.h"
+
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/sysmacros.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <cstring>
+
+#include "Scratch.h"
+
+namespace {
+
+class AgentPath : public testing::Test {
+ protected:
+  ~AgentPath() override { gVekLibraryPath = m_shipped; }
+
+  bool existsAt(const std::string& path) {
+    gVekLibraryPath = path.c_str();
+    return isVekExist();
+  }
+
+  Scratch scratch;
+
+ private:
+  const char* m_shipped = gVekLibraryPath;
+};
+
+TEST_F(AgentPath, IsTheUnversionedLibrary) {
+  EXPECT_STREQ(gVekLibraryPath, "/opt/ZQRNvek/lib/libvekcom.so");
+}
+
+TEST_F(AgentPath, RegularFilesAndCharacterDevicesCount) {
+  writeFile(scratch.file("lib"), "");
+  EXPECT_TRUE(existsAt(scratch.file("lib")));
+  EXPECT_TRUE(existsAt("/dev/null"));
+}
+
+TEST_F(AgentPath, MissingFilesAndDirectoriesDoNot) {
+  EXPECT_FALSE(existsAt(scratch.file("missing")));
+  EXPECT_FALSE(existsAt(scratch.path()));
+}
+
+TEST_F(AgentPath, SocketsDoNot) {
+  const int listener = socket(AF_UNIX, SOCK_DGRAM, 0);
+  sockaddr_un address = {};
+  address.sun_family = AF_UNIX;
+  strcpy(address.sun_path, scratch.file("socket").c_str());
+  ASSERT_EQ(bind(listener, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+  EXPECT_FALSE(existsAt(scratch.file("socket")));
+  close(listener);
+}
+
+TEST_F(AgentPath, BlockDevicesDoNot) {
+  if (mknod(scratch.file("block").c_str(), S_IFBLK | 0600, makedev(7, 0)) != 0) {
+    GTEST_SKIP() << "only root can make a block device";
+  }
+  EXPECT_FALSE(existsAt(scratch.file("block")));
+}
+
+TEST_F(AgentPath, InstallationTestKeepsItsResult) {
+  struct Client : ICMxlRmgLib {
+    bool kept() const { return m_installed; }
+    int reserved() const { return m_reserved; }
+    size_t libraries() const { return m_scenarioLibraries.size(); }
+  };
+  Client client;
+  EXPECT_FALSE(client.kept());
+  EXPECT_EQ(client.reserved(), 0);
+  EXPECT_EQ(client.libraries(), 0u);
+
+  writeFile(scratch.file("lib"), "");
+  const std::string present = scratch.file("lib");
+  gVekLibraryPath = present.c_str();
+  EXPECT_TRUE(client.isKardoInstalled());
+  EXPECT_TRUE(client.kept());
+
+  gVekLibraryPath = scratch.path().c_str();
+  EXPECT_FALSE(client.isKardoInstalled());
+  EXPECT_FALSE(client.kept());
+}
+
+TEST(ICMxlRmgLib, LoadsNothing) {
+  ICMxlRmgLib client;
+  EXPECT_EQ(client.loadLibrary("libvekcom.so.2.0"), 0);
+  EXPECT_EQ(client.loadLibrary(nullptr), 0);
+  client.scenarioLoadLibraries();
+  client.scenarioUnloadLibraries();
+}
+
+}  // namespace

@@ -1,0 +1,55 @@
+#include "MLog.h"
+
+#include <gtest/gtest.h>
+
+#include <iostream>
+
+namespace {
+
+std::string written(const std::function<void()>& body) {
+  testing::internal::CaptureStderr();
+  body();
+  return testing::internal::GetCapturedStderr();
+}
+
+TEST(MLog, WritesTheTextAndANewline) {
+  MLog log;
+  EXPECT_EQ(written([&] { log.LOGDEBUG("state 32"); }), "state 32\n");
+  EXPECT_EQ(written([&] { log.LOGDEBUG(std::string("state 33")); }), "state 33\n");
+}
+
+TEST(MLog, AnEmptyTextIsANewline) {
+  MLog log;
+  EXPECT_EQ(written([&] { log.LOGDEBUG(""); }), "\n");
+}
+
+TEST(MLog, ANullTextIsANewlineAndTheStreamStaysUsable) {
+  MLog log;
+  const char* null = nullptr;
+  EXPECT_EQ(written([&] {
+              log.LOGDEBUG(null);
+              log.LOGDEBUG("after");
+            }),
+            "\nafter\n");
+  EXPECT_TRUE(std::cerr.good());
+}
+
+TEST(MLog, FlushesEachLine) {
+  MLog log;
+  std::cerr << std::nounitbuf;
+  EXPECT_EQ(written([&] { log.LOGDEBUG("now"); }), "now\n");
+  std::cerr << std::unitbuf;
+}
+
+TEST(MLog, TheStringFormGoesThroughThePointerForm) {
+  struct Recorder : MLog {
+    using MLog::LOGDEBUG;
+    void LOGDEBUG(const char* text) override { seen += text; }
+    std::string seen;
+  };
+  Recorder recorder;
+  EXPECT_EQ(written([&] { recorder.LOGDEBUG(std::string("text")); }), "");
+  EXPECT_EQ(recorder.seen, "text");
+}
+
+}  // namespace

@@ -1,0 +1,564 @@
+#include <sys/mount.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <sys/time.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+
+#include "CLog.h"
+#include "Process.h"
+#include "Scratch.h"
+#include "common.h"
+
+namespace {
+
+using List = std::list<std::string>;
+
+class Execution : public LogTest {
+ protected:
+  // Runs without an error list.
+  int run(const std::string& command, int maxLines = -1) {
+    return execGetLines(out, command.c_str(), maxLines, nullptr, -1);
+  }
+  int runBoth(const std::string& command, int maxErrLines = -1) {
+    return execGetLines(out, command.c_str(), -1, &err, maxErrLines);
+  }
+
+  List out = {"old"};
+  List err = {"old"};
+};
+
+// ---- execGetLines: output ----------------------------------------------------------------------
+
+TEST_F(Execution, CapturesLinesAndTheExitCode) {
+  EXPECT_EQ(run("echo one; echo two"), 0);
+  EXPECT_EQ(out, (List{"one", "two"}));
+  EXPECT_EQ(run("exit 3"), 3);
+  EXPECT_EQ(out, List{});
+  EXPECT_EQ(run("echo a; exit 255"), 255);
+  EXPECT_EQ(out, List{"a"});
+}
+
+TEST_F(Execution, ANullCommandTouchesNothing) {
+  EXPECT_EQ(execGetLines(out, nullptr, -1, &err, -1), -1);
+  EXPECT_EQ(out, List{"old"});
+  EXPECT_EQ(err, List{"old"});
+  EXPECT_EQ(logged(), Lines{"[I](common:1355):invalid param"});
+}
+
+TEST_F(Execution, LineEndsAreRemoved) {
+  struct {
+    const char* text;
+    List lines;
+  } const rows[] = {
+      {"", {}},
+      {"last", {"last"}},
+      {"a\\n", {"a"}},
+      {"a\\nb", {"a", "b"}},
+      {"\\n\\n", {"", ""}},
+      {"a\\n\\nb\\n", {"a", "", "b"}},
+      {"a\\r\\nb\\r\\n", {"a", "b"}},
+      {"a\\r", {"a"}},
+      {"a\\r\\r\\n", {"a\r"}},
+      {"a\\rb\\n", {"a\rb"}},
+      {"\\r\\n", {""}},
+      {" a \\t\\n", {" a \t"}},
+      {"\\244\\242\\n", {"\xa4\xa2"}},
+      {"a\\000b\\nc\\n", {"a", "c"}},
+      {"\\000\\n", {""}},
+  };
+  for (const auto& row : rows) {
+    EXPECT_EQ(run(std::string("printf '") + row.text + "'"), 0);
+    EXPECT_EQ(out, row.lines) << row.text;
+  }
+}
+
+TEST_F(Execution, LongLinesArriveInPiecesOf1023Bytes) {
+  const auto text = [](size_t length) { return std::string(length, 'x'); };
+  struct {
+    size_t length;
+    const char* end;
+    List lines;
+  } const rows[] = {
+      {1022, "\\n", {text(1022)}},
+      {1023, "\\n", {text(1023), ""}},
+      {1023, "", {text(1023)}},
+      {1024, "\\n", {text(1023), "x"}},
+      {2000, "\\n", {text(1023), text(977)}},
+      {2046, "\\n", {text(1023), text(1023), ""}},
+      {1021, "\\r\\n", {text(1021)}},
+      {1022, "\\r\\n", {text(1022), ""}},
+      {1023, "\\r\\n", {text(1023), ""}},
+  };
+  for (const auto& row : rows) {
+    const std::string command =
+        format("head -c %zu /dev/zero | tr '\\0' x; printf '%s'", row.length, row.end);
+    EXPECT_EQ(run(command), 0);
+    EXPECT_EQ(out, row.lines) << row.length << row.end;
+  }
+}
+
+TEST_F(Execution, PiecesDoNotDependOnHowTheBytesArrive) {
+  // Each byte in a write of its own, the writer waiting for nobody.
+  EXPECT_EQ(run("for i in 1 2 3 4 5; do printf a; printf b; printf '\\r'; printf '\\n'; done"), 0);
+  EXPECT_EQ(out, List(5, "ab"));
+  // More than any buffer holds, in lines that do not divide it.
+  EXPECT_EQ(run("yes 0123456789 | head -n 50000"), 0);
+  EXPECT_EQ(out, List(50000, "0123456789"));
+  EXPECT_EQ(run("head -c 300000 /dev/zero | tr '\\0' x"), 0);
+  EXPECT_EQ(out.size(), 294u);
+  EXPECT_EQ(out.back().size(), 300000u - 293 * 1023);
+}
+
+TEST_F(Execution, TheLimitStopsTheKeepingNotTheReading) {
+  const std::string five = "for i in 1 2 3 4 5; do echo $i; done; ";
+  EXPECT_EQ(run(five + "exit 4", 2), 4);
+  EXPECT_EQ(out, (List{"1", "2"}));
+  EXPECT_EQ(run(five, 5), 0);
+  EXPECT_EQ(out.size(), 5u);
+  EXPECT_EQ(run(five, 6), 0);
+  EXPECT_EQ(out.size(), 5u);
+  EXPECT_EQ(run(five, -5), 0);
+  EXPECT_EQ(out.size(), 5u);
+  // Far more than a pipe holds: the command ends only when all has been read.
+  EXPECT_EQ(run("head -c 3000000 /dev/zero | tr '\\0' '\\n'; exit 7", 0), 7);
+  EXPECT_EQ(out, List{});
+  // Each piece of a long line counts.
+  EXPECT_EQ(run("head -c 3000 /dev/zero | tr '\\0' x", 2), 0);
+  EXPECT_EQ(out.size(), 2u);
+}
+
+TEST_F(Execution, TheCommandIsTheShellsOneArgument) {
+  EXPECT_EQ(run("printf '%s|' \"$0\" \"$#\" 'a b' \"x;y\" $((1+2))"), 0);
+  EXPECT_EQ(out, List{"/bin/sh|0|a b|x;y|3|"});
+  EXPECT_EQ(run(""), 0);
+  EXPECT_EQ(out, List{});
+}
+
+TEST_F(Execution, InheritsEnvironmentDirectoryAndInput) {
+  const int status = inChild([&] {
+    setenv("MOXEL_TEST_VALUE", "value", 1);
+    if (chdir(scratch.path().c_str()) != 0) return 1;
+    writeFile("input", "first\nsecond\n");
+    if (freopen("input", "r", stdin) == nullptr) return 2;
+    if (run("echo $MOXEL_TEST_VALUE; pwd; cat") != 0) return 3;
+    return out == List{"value", scratch.path(), "first", "second"} ? 0 : 4;
+  });
+  EXPECT_EQ(exitCode(status), 0);
+}
+
+// ---- execGetLines: results ---------------------------------------------------------------------
+
+TEST_F(Execution, TheShellsOwnCodesAreResults) {
+  EXPECT_EQ(run("/no/such/command"), 127);
+  writeFile(scratch.file("script"), "echo a\n", 0644);
+  EXPECT_EQ(run(scratch.file("script")), 126);
+}
+
+TEST_F(Execution, ASignalIsAFailureThatKeepsTheOutput) {
+  EXPECT_EQ(run("echo before; kill -9 $$"), -1);
+  EXPECT_EQ(out, List{"before"});
+  EXPECT_EQ(run("kill -15 $$"), -1);
+}
+
+TEST_F(Execution, AShellThatCannotBeStartedGivesOne) {
+  const std::string tooLong(200000, ':');
+  EXPECT_EQ(runBoth(tooLong), 1);
+  EXPECT_EQ(out, List{});
+  EXPECT_EQ(err, List{});
+  const Lines lines = newlyLogged();
+  ASSERT_GE(lines.size(), 2u);
+  EXPECT_EQ(lines[1], "MXL90004L:com=" + tooLong);
+  EXPECT_NE(lines[0].find(",wstat=00000100"), std::string::npos) << lines[0];
+}
+
+TEST_F(Execution, AFailedExecEndsTheChildByAnOrdinaryExit) {
+  const std::string output = scratch.file("output");
+  const int status = inChild([&] {
+    if (freopen(output.c_str(), "w", stdout) == nullptr) return 1;
+    // Not flushed: belongs to this process, not to the command's output.
+    printf("pending");
+    static pid_t parent;
+    static std::string marker;
+    parent = getpid();
+    marker = scratch.file("exit handler");
+    atexit([] {
+      if (getpid() != parent) writeFile(marker, "ran");
+    });
+    if (run(std::string(200000, ':')) != 1 || !out.empty()) return 2;
+    fflush(stdout);
+    return 0;
+  });
+  EXPECT_EQ(exitCode(status), 0);
+  EXPECT_EQ(readFile(output), "pending");
+  EXPECT_EQ(readFile(scratch.file("exit handler")), "ran");
+}
+
+TEST_F(Execution, WithoutDescriptorsThereIsNoPipe) {
+  const int status = inChild([&] {
+    List lines = {"old"};
+    List errors = {"old"};
+    // The sanitizers need a pipe when they first meet a class.
+    execGetLines(lines, "echo a", -1, &errors, -1);
+    // One is enough for the log, not for a pipe.
+    leaveDescriptors(1);
+    if (execGetLines(lines, "echo a", -1, &errors, -1) != -1) return 1;
+    return lines.empty() && errors.empty() && !hasChildren() ? 0 : 2;
+  });
+  EXPECT_EQ(exitCode(status), 0);
+  EXPECT_EQ(logged().back(), "MXL90003L:failed to pipe():Too many open files");
+}
+
+TEST_F(Execution, WithoutProcessesThereIsNoChild) {
+  const int status = inChild([&] {
+    const auto before = openDescriptors();
+    denySystemCalls({SYS_fork, SYS_vfork, SYS_clone, SYS_clone3}, EAGAIN);
+    // The error file cannot be removed without a child either; keep that out of the log.
+    setenv("MOXEL_NOT_DEL_TEMP", "1", 1);
+    if (run("echo a") != -1) return 1;
+    if (!out.empty() || hasChildren()) return 2;
+    return openDescriptors() == before ? 0 : 3;
+  });
+  EXPECT_EQ(exitCode(status), 0);
+  EXPECT_EQ(logged(), Lines{"MXL90005L:failed to exec(Resource temporarily unavailable):echo a"});
+}
+
+TEST_F(Execution, WithoutAChildTheErrorFileIsReadAllTheSame) {
+  traceOn();
+  const int status = inChild([&] {
+    denySystemCalls({SYS_fork, SYS_vfork, SYS_clone, SYS_clone3}, EAGAIN);
+    if (runBoth("echo a") != -1) return 1;
+    return out.empty() && err.empty() ? 0 : 2;
+  });
+  EXPECT_EQ(exitCode(status), 0);
+  const Lines lines = logged();
+  EXPECT_EQ(std::count_if(lines.begin(), lines.end(),
+                          [](const auto& line) { return line.rfind("MXL90007L", 0) == 0; }),
+            0);
+  // The removal of the error file needs a child of its own, which there is not.
+  const std::string prefix = "[T](CTemp:192):delTempFile:";
+  for (const std::string& line : lines) {
+    if (line.rfind(prefix, 0) != 0) continue;
+    EXPECT_EQ(unlink(line.substr(prefix.size()).c_str()), 0);
+  }
+}
+
+TEST_F(Execution, AStatusThatCannotBeHadIsAFailure) {
+  const int status = inChild([&] {
+    signal(SIGCHLD, SIG_IGN);
+    if (run("echo a") != -1) return 1;
+    return out == List{"a"} ? 0 : 2;
+  });
+  EXPECT_EQ(exitCode(status), 0);
+  const Lines lines = logged();
+  ASSERT_EQ(lines.size(), 2u);
+  EXPECT_NE(lines[0].find(",wstat=ffffffff"), std::string::npos) << lines[0];
+}
+
+TEST_F(Execution, SignalsInterruptNeitherReadingNorWaiting) {
+  const int status = inChild([&] {
+    static volatile sig_atomic_t alarms;
+    struct sigaction action = {};
+    action.sa_handler = [](int) { alarms = alarms + 1; };
+    sigaction(SIGALRM, &action, nullptr);
+    const itimerval timer = {{0, 1000}, {0, 1000}};
+    setitimer(ITIMER_REAL, &timer, nullptr);
+    // The second half is spent with the output closed, in the wait.
+    const int result = run("printf 'half '; sleep 0.2; echo line; exec >&-; sleep 0.2; exit 9");
+    const itimerval none = {};
+    setitimer(ITIMER_REAL, &none, nullptr);
+    if (result != 9 || out != List{"half line"}) return 1;
+    return alarms > 10 && !hasChildren() ? 0 : 2;
+  });
+  EXPECT_EQ(exitCode(status), 0);
+}
+
+TEST_F(Execution, LeavesNoDescriptorAndNoChild) {
+  const auto before = openDescriptors();
+  run("echo a");
+  run("exit 1");
+  run("kill -9 $$");
+  run(std::string(200000, ':'));
+  runBoth("echo b >&2");
+  runBoth("rm $(readlink /proc/$$/fd/2)");
+  EXPECT_EQ(openDescriptors(), before);
+  EXPECT_FALSE(hasChildren());
+}
+
+TEST_F(Execution, TheChildHasNoDescriptorOfTheParents) {
+  const size_t before = openDescriptors().size();
+  // The pipe's ends are not among the child's descriptors, and 2 is not either.
+  ASSERT_EQ(run("sleep 0 & ls /proc/$$/fd | wc -l; wait"), 0);
+  const int open = atoi(out.front().c_str());
+  EXPECT_EQ(open, static_cast<int>(before) - 1);
+}
+
+// ---- execGetLines: standard error --------------------------------------------------------------
+
+const char* const kDescriptors =
+    "for fd in 0 1 2; do if [ -e /proc/$$/fd/$fd ]; then echo $fd; fi; done";
+
+TEST_F(Execution, WithoutAnErrorListDescriptor2IsClosed) {
+  EXPECT_EQ(run(kDescriptors), 0);
+  EXPECT_EQ(out, (List{"0", "1"}));
+  EXPECT_EQ(run("echo lost >&2 && echo written"), 2) << "the shell's own code for a closed one";
+  EXPECT_EQ(out, List{});
+}
+
+TEST_F(Execution, AnErrorListReceivesTheErrorOutput) {
+  EXPECT_EQ(runBoth("echo a; echo b >&2; echo c; echo d >&2; exit 5"), 5);
+  EXPECT_EQ(out, (List{"a", "c"}));
+  EXPECT_EQ(err, (List{"b", "d"}));
+  EXPECT_EQ(runBoth(kDescriptors), 0);
+  EXPECT_EQ(out, (List{"0", "1", "2"}));
+  EXPECT_EQ(err, List{});
+}
+
+TEST_F(Execution, TheErrorListHasALimitOfItsOwn) {
+  const char* command = "for i in 1 2 3; do echo $i >&2; done";
+  EXPECT_EQ(runBoth(command, 2), 0);
+  EXPECT_EQ(err, (List{"1", "2"}));
+  EXPECT_EQ(runBoth(command, 0), 0);
+  EXPECT_EQ(err, List{});
+  EXPECT_EQ(execGetLines(out, command, 0, &err, -3), 0);
+  EXPECT_EQ(err, (List{"1", "2", "3"}));
+  EXPECT_EQ(runBoth("head -c 2000 /dev/zero | tr '\\0' x >&2; printf 'y\\r\\n' >&2"), 0);
+  EXPECT_EQ(err, (List{std::string(1023, 'x'), std::string(977, 'x') + "y"}));
+}
+
+TEST_F(Execution, MuchErrorOutputBlocksNobody) {
+  EXPECT_EQ(runBoth("head -c 2000000 /dev/zero | tr '\\0' '\\n' >&2; echo done"), 0);
+  EXPECT_EQ(out, List{"done"});
+  EXPECT_EQ(err.size(), 2000000u);
+}
+
+TEST_F(Execution, TheErrorFileIsATemporaryOne) {
+  EXPECT_EQ(runBoth("readlink /proc/$$/fd/2"), 0);
+  ASSERT_EQ(out.size(), 1u);
+  EXPECT_EQ(out.front().substr(0, 17), "/tmp/execGetLines");
+  EXPECT_EQ(out.front().size(), strlen("/tmp/execGetLinesNNNNNN_"));
+  EXPECT_FALSE(exists(out.front()));
+
+  const Environment keep("MOXEL_NOT_DEL_TEMP", "1");
+  EXPECT_EQ(runBoth("readlink /proc/$$/fd/2; echo kept >&2"), 0);
+  EXPECT_EQ(readFile(out.front()), "kept\n");
+  EXPECT_EQ(unlink(out.front().c_str()), 0);
+}
+
+TEST_F(Execution, OutputAndErrorsArriveWhicheverDescriptorsTheCallerHasClosed) {
+  for (int closed = 0; closed < 8; ++closed) {
+    const int status = inChild([&] {
+      for (int fd = 0; fd < 3; ++fd) {
+        if ((closed & (1 << fd)) != 0) close(fd);
+      }
+      const auto before = openDescriptors();
+      if (runBoth("echo out; echo err >&2; exit 6") != 6) return 1;
+      if (out != List{"out"}) return 2;
+      if (err != List{"err"}) return 3;
+      if (run("echo out; echo err >&2") != 2) return 4;
+      if (out != List{"out"}) return 5;
+      return openDescriptors() == before ? 0 : 6;
+    });
+    EXPECT_EQ(exitCode(status), 0) << closed;
+  }
+}
+
+TEST_F(Execution, WithoutATemporaryFileTheErrorListStaysEmpty) {
+  chmod(scratch.path().c_str(), 0777);
+  const int status = inChild([&] {
+    if (!enterPrivateNamespace()) return 100;
+    // The log must stay writable.
+    if (!mountEmpty("/mnt") || !mountEmpty("/tmp", MS_RDONLY)) return 101;
+    setenv("MOXEL_LOG", "/mnt/moxel.log", 1);
+    gLog = CLog();
+    if (runBoth("echo a; echo b >&2; echo c") != 0) return 1;
+    if (out != List{"a", "c"} || !err.empty()) return 2;
+    if (runBoth(kDescriptors) != 0 || out != List{"0", "1"}) return 3;
+    const auto lines = parseLog(readFile("/mnt/moxel.log"));
+    int failures = 0;
+    for (const auto& line : lines) {
+      failures +=
+          line.text.rfind("[I](CTemp:136):failed to mkstemp():Read-only file system", 0) == 0;
+      if (line.text.rfind("MXL90007L", 0) == 0) return 4;
+    }
+    return failures == 20 ? 0 : 5;
+  });
+  EXPECT_EQ(exitCode(status), 0);
+}
+
+TEST_F(Execution, AnErrorFileThatCannotBeOpenedIsReportedByChildAndParent) {
+  // Made without any permission, the file can be opened again by nobody but root.
+  chmod(scratch.path().c_str(), 0777);
+  writeFile(logPath(), "", 0666);
+  const int status = inChild([&] {
+    dropPrivileges();
+    umask(0777);
+    if (runBoth(kDescriptors) != 0) return 1;
+    if (out != List{"0", "1"}) return 2;
+    return err.empty() ? 0 : 3;
+  });
+  EXPECT_EQ(exitCode(status), 0);
+  const auto lines = parseLog(readFile(logPath()));
+  ASSERT_GE(lines.size(), 4u);
+  const std::string report = "failed to fopen():/tmp/execGetLines";
+  const std::string reason = "_,Permission denied";
+  EXPECT_EQ(lines[0].text.substr(0, 10 + report.size()), "MXL90006L:" + report);
+  EXPECT_EQ(lines[0].text.substr(lines[0].text.size() - reason.size()), reason);
+  EXPECT_EQ(lines[1].text, format("MXL90004L:pid=%d,wstat=00000000", lines[0].pid))
+      << "the child itself reports";
+  EXPECT_NE(lines[0].pid, lines[1].pid);
+  EXPECT_EQ(lines[3].text.substr(0, 10 + report.size()), "MXL90007L:" + report);
+  EXPECT_EQ(lines[3].text.substr(lines[3].text.size() - reason.size()), reason);
+  EXPECT_EQ(lines[3].pid, lines[1].pid);
+}
+
+TEST_F(Execution, AnErrorFileThatIsGoneAfterwardsIsReported) {
+  EXPECT_EQ(runBoth("f=$(readlink /proc/$$/fd/2); echo $f; echo lost >&2; rm $f; exit 4"), 4);
+  ASSERT_EQ(out.size(), 1u);
+  EXPECT_EQ(err, List{});
+  EXPECT_EQ(newlyLogged("MXL90007L"),
+            Lines{"MXL90007L:failed to fopen():" + out.front() + ",No such file or directory"});
+}
+
+// ---- execGetLines: log -------------------------------------------------------------------------
+
+TEST_F(Execution, EveryChildLeavesTwoLines) {
+  run("echo $$; exit 3");
+  EXPECT_EQ(logged(), (Lines{"MXL90004L:pid=" + out.front() + ",wstat=00000300",
+                             "MXL90004L:com=echo $$; exit 3"}));
+}
+
+TEST_F(Execution, ASignalShowsInTheWaitStatus) {
+  run("echo $$; kill -9 $$");
+  EXPECT_EQ(newlyLogged("MXL90004L:pid"),
+            Lines{"MXL90004L:pid=" + out.front() + ",wstat=00000009"});
+}
+
+TEST_F(Execution, TraceShowsTheCallAndTheStatus) {
+  traceOn();
+  run("echo $$; exit 2", 7);
+  EXPECT_EQ(logged(),
+            (Lines{"[T](common:1359):execGetLines():count=7,echo $$; exit 2",
+                   "MXL90004L:pid=" + out.front() + ",wstat=00000200",
+                   "MXL90004L:com=echo $$; exit 2", "[T](common:573):   WIFEXITED:1 WEXITSTATUS:2",
+                   "[T](common:574): WIFSIGNALED:0    WTERMSIG:0",
+                   "[T](common:575):  WIFSTOPPED:0    WSTOPSIG:2"}));
+}
+
+TEST_F(Execution, CommandsWithPercentSignsAreLoggedAsTheyStand) {
+  run("true '%s%n%d'");
+  EXPECT_EQ(logged().back(), "MXL90004L:com=true '%s%n%d'");
+}
+
+// ---- exitStatus --------------------------------------------------------------------------------
+
+TEST_F(Execution, WaitStatusesAreDecoded) {
+  traceOn();
+  struct {
+    int wstat;
+    int result;
+    Lines lines;
+  } const rows[] = {
+      {0x0000,
+       0,
+       {"   WIFEXITED:1 WEXITSTATUS:0", " WIFSIGNALED:0    WTERMSIG:0",
+        "  WIFSTOPPED:0    WSTOPSIG:0"}},
+      {0xff00,
+       255,
+       {"   WIFEXITED:1 WEXITSTATUS:255", " WIFSIGNALED:0    WTERMSIG:0",
+        "  WIFSTOPPED:0    WSTOPSIG:255"}},
+      {0x0009,
+       -1,
+       {"   WIFEXITED:0 WEXITSTATUS:0", " WIFSIGNALED:1    WTERMSIG:9",
+        "  WIFSTOPPED:0    WSTOPSIG:0"}},
+      {0x008b,
+       -1,
+       {"   WIFEXITED:0 WEXITSTATUS:0", " WIFSIGNALED:1    WTERMSIG:11",
+        "  WIFSTOPPED:0    WSTOPSIG:0"}},
+      {0x137f,
+       -1,
+       {"   WIFEXITED:0 WEXITSTATUS:19", " WIFSIGNALED:0    WTERMSIG:127",
+        "  WIFSTOPPED:1    WSTOPSIG:19"}},
+      {0x13ff,
+       -1,
+       {"   WIFEXITED:0 WEXITSTATUS:19", " WIFSIGNALED:0    WTERMSIG:127",
+        "  WIFSTOPPED:0    WSTOPSIG:19"}},
+      {0x12300,
+       0x23,
+       {"   WIFEXITED:1 WEXITSTATUS:35", " WIFSIGNALED:0    WTERMSIG:0",
+        "  WIFSTOPPED:0    WSTOPSIG:35"}},
+      {0x0080,
+       0,
+       {"   WIFEXITED:1 WEXITSTATUS:0", " WIFSIGNALED:0    WTERMSIG:0",
+        "  WIFSTOPPED:0    WSTOPSIG:0"}},
+      {-1,
+       -1,
+       {"   WIFEXITED:0 WEXITSTATUS:255", " WIFSIGNALED:0    WTERMSIG:127",
+        "  WIFSTOPPED:0    WSTOPSIG:255"}},
+  };
+  for (const auto& row : rows) {
+    EXPECT_EQ(exitStatus(row.wstat), row.result) << row.wstat;
+    EXPECT_EQ(newlyLogged(),
+              (Lines{"[T](common:573):" + row.lines[0], "[T](common:574):" + row.lines[1],
+                     "[T](common:575):" + row.lines[2]}));
+  }
+}
+
+// ---- execGetLine -------------------------------------------------------------------------------
+
+TEST_F(Execution, OneLineIsKeptAndTheExitCodeGiven) {
+  char line[1024] = "old";
+  EXPECT_EQ(execGetLine("echo one; echo two; exit 3", line), 3);
+  EXPECT_STREQ(line, "one");
+  EXPECT_EQ(execGetLine("printf 'a\\r\\n'", line), 0);
+  EXPECT_STREQ(line, "a");
+  EXPECT_EQ(execGetLine("printf '\\n'; echo two", line), 0);
+  EXPECT_STREQ(line, "");
+  EXPECT_EQ(execGetLine("printf unended", line), 0);
+  EXPECT_STREQ(line, "unended");
+  EXPECT_EQ(execGetLine("true", line), 0);
+  EXPECT_STREQ(line, "") << "no output";
+  EXPECT_EQ(execGetLine("head -c 2000 /dev/zero | tr '\\0' x; exit 2", line), 2);
+  EXPECT_EQ(std::string(line), std::string(1023, 'x'));
+  EXPECT_EQ(execGetLine("head -c 3000000 /dev/zero; exit 8", nullptr), 8);
+  EXPECT_EQ(logged(), Lines{});
+}
+
+TEST_F(Execution, OneLinesFailures) {
+  char line[1024] = "old";
+  EXPECT_EQ(execGetLine(nullptr, line), -1);
+  EXPECT_STREQ(line, "old");
+  EXPECT_EQ(execGetLine(nullptr, nullptr), -1);
+  EXPECT_EQ(execGetLine("echo a; kill -9 $$", line), 0);
+  EXPECT_STREQ(line, "a");
+  EXPECT_EQ(execGetLine("/no/such/command 2>/dev/null", line), 127);
+
+  const int status = inChild([&] {
+    leaveDescriptors(1);
+    strcpy(line, "old");
+    return execGetLine("echo a", line) == -1 && std::string(line) == "old" ? 0 : 1;
+  });
+  EXPECT_EQ(exitCode(status), 0);
+
+  const int ignored = inChild([&] {
+    signal(SIGCHLD, SIG_IGN);
+    return execGetLine("echo a", line) == 255 && std::string(line) == "a" ? 0 : 1;
+  });
+  EXPECT_EQ(exitCode(ignored), 0);
+  EXPECT_EQ(logged(), Lines{});
+}
+
+TEST_F(Execution, OneLineLeavesNoDescriptorAndNoChild) {
+  const auto before = openDescriptors();
+  char line[1024];
+  execGetLine("echo a", line);
+  EXPECT_EQ(openDescriptors(), before);
+  EXPECT_FALSE(hasChildren());
+}
+
+}  // namespace

@@ -1,0 +1,248 @@
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+
+#include "Process.h"
+#include "Scratch.h"
+#include "common.h"
+
+namespace {
+
+class Trees : public LogTest {
+ protected:
+  // A tree to be removed, two levels below the scratch directory's own content.
+  std::string tree() const { return scratch.file("tree"); }
+  void makeTree(const std::string& below = "") const { ASSERT_EQ(makeDir(tree() + below, 1), 0); }
+};
+
+// ---- isAllowDelete -----------------------------------------------------------------------------
+
+TEST_F(Trees, ShallowPathsAreRefused) {
+  for (const char* path : {"/", "//", "/tmp", "/tmp/", "/usr", "/usr/local", "/usr/local/",
+                           "/usr//local", "/usr/./local", "/tmp/..", "/tmp/x/..", "/a/b/c/..",
+                           "/tmp/../usr", "/..", "/../tmp/x", "/../a/b/c", "/tmpx/a", ""}) {
+    EXPECT_EQ(isAllowDelete(path), 0) << path;
+    EXPECT_EQ(newlyLogged(), Lines{std::string("MXL90008L:") + path + " too shallow to delete"});
+  }
+}
+
+TEST_F(Trees, DeeperPathsAndTheInsideOfTmpAreAllowed) {
+  for (const char* path :
+       {"/tmp/a", "/tmp/a/b", "/tmp/a/b/c", "/tmp/./a", "/x/../tmp/a", "/usr/local/x", "/a/b/c/d",
+        "/a/b/../c/d", "//a//b//c//", "/usr/tmp/x", "/tmpx/a/b", "/../tmp/x/y/z"}) {
+    EXPECT_EQ(isAllowDelete(path), 1) << path;
+  }
+  EXPECT_EQ(logged(), Lines{});
+}
+
+TEST_F(Trees, RelativePathsAreJudgedFromTheWorkingDirectory) {
+  const int status = inChild([] {
+    if (chdir("/usr") != 0) return 1;
+    if (isAllowDelete("a") != 0 || isAllowDelete("a/b") != 1) return 2;
+    if (chdir("/tmp") != 0) return 3;
+    if (isAllowDelete("a") != 1 || isAllowDelete(".") != 0 || isAllowDelete("..") != 0) return 4;
+    return 0;
+  });
+  EXPECT_EQ(exitCode(status), 0);
+  EXPECT_EQ(logged(),
+            (Lines{"MXL90008L:a too shallow to delete", "MXL90008L:. too shallow to delete",
+                   "MXL90008L:.. too shallow to delete"}));
+}
+
+// ---- removeFiles -------------------------------------------------------------------------------
+
+TEST_F(Trees, ANullPathIsNotRemoved) {
+  EXPECT_EQ(removeFiles(nullptr, 1), -1);
+  EXPECT_EQ(logged(), Lines{"[I](common:519):invalid param"});
+}
+
+TEST_F(Trees, ARefusalIsNoFailure) {
+  const int status = inChild([&] {
+    if (!enterPrivateNamespace() || !mountEmpty("/mnt")) return 100;
+    writeFile("/mnt/file", "");
+    if (removeFiles("/mnt", 1) != 0 || removeFiles("/mnt/file", 0) != 0) return 1;
+    if (removeFiles("/mnt/file", 1) != 0) return 2;
+    return exists("/mnt/file") ? 0 : 3;
+  });
+  EXPECT_EQ(exitCode(status), 0);
+  EXPECT_EQ(logged(), (Lines{"MXL90008L:/mnt too shallow to delete",
+                             "MXL90008L:/mnt/file too shallow to delete",
+                             "MXL90008L:/mnt/file too shallow to delete"}));
+}
+
+TEST_F(Trees, TheEmptyPathIsNotTheWorkingDirectory) {
+  makeTree();
+  writeFile(tree() + "/file", "");
+  const int status = inChild([&] {
+    if (chdir(tree().c_str()) != 0) return 1;
+    return removeFiles("", 1) == 0 && removeFiles("", 0) == 0 ? 0 : 2;
+  });
+  EXPECT_EQ(exitCode(status), 0);
+  EXPECT_TRUE(exists(tree() + "/file"));
+  EXPECT_EQ(logged(), Lines(2, "MXL90008L: too shallow to delete"));
+}
+
+TEST_F(Trees, OneFileIsUnlinked) {
+  writeFile(tree(), "");
+  EXPECT_EQ(removeFiles(tree().c_str(), 0), 0);
+  EXPECT_FALSE(exists(tree()));
+  errno = 0;
+  EXPECT_EQ(removeFiles(tree().c_str(), 0), -1);
+  EXPECT_EQ(errno, ENOENT);
+  makeTree();
+  EXPECT_EQ(removeFiles(tree().c_str(), 0), -1) << "a directory";
+  EXPECT_EQ(removeFiles(tree().c_str(), 2), -1) << "only 1 is recursive";
+  EXPECT_TRUE(exists(tree()));
+  EXPECT_EQ(logged(), Lines{});
+}
+
+TEST_F(Trees, ATreeIsRemovedChildrenFirst) {
+  makeTree("/a/b/c");
+  for (const char* name : {"/file", "/a/file", "/a.file", "/a-", "/a/b/c/file", "/z"}) {
+    writeFile(tree() + name, "");
+  }
+  ASSERT_EQ(mkfifo((tree() + "/fifo").c_str(), 0600), 0);
+  ASSERT_EQ(symlink("file", (tree() + "/link").c_str()), 0);
+  EXPECT_EQ(removeFiles(tree().c_str(), 1), 0);
+  EXPECT_FALSE(exists(tree()));
+  EXPECT_EQ(newlyLogged("remove"), Lines{"remove path=" + tree()});
+}
+
+TEST_F(Trees, TheListingIsTheFixedCommand) {
+  makeTree();
+  writeFile(tree() + "/it's", "");
+  removeFiles((tree() + "/it's").c_str(), 1);
+  EXPECT_EQ(newlyLogged("MXL90004L:com"),
+            Lines{"MXL90004L:com=find " + tree() + "/it\\'s 2>&1 | sort -r 2>&1"});
+}
+
+TEST_F(Trees, NamesThatTheShellKnowsAreNames) {
+  for (const char* name :
+       {"a b", "it's", "\"quoted\"", "$HOME", "a#b", "back\\slash", "a&b", "(a)", "`b`", "{c,d}",
+        "<in>", "a|b", "\xa4\xa2\xa4\xa4", "tab\there", "-n", "^x"}) {
+    makeTree();
+    writeFile(tree() + "/bystander", "");
+    const std::string path = tree() + "/" + name;
+    ASSERT_EQ(mkdir(path.c_str(), 0700), 0) << name;
+    writeFile(path + "/" + name, "");
+    EXPECT_EQ(removeFiles(path.c_str(), 1), 0) << name;
+    EXPECT_EQ(namesIn(tree()), Lines{"bystander"}) << name;
+  }
+}
+
+TEST_F(Trees, AMissingPathRemovesNothing) {
+  // The listing prints an error message, which names no entry.
+  EXPECT_EQ(removeFiles(tree().c_str(), 1), 0);
+  EXPECT_EQ(newlyLogged("remove"), Lines{"remove path=" + tree()});
+}
+
+TEST_F(Trees, TheFirstEntryThatStaysEndsTheWalk) {
+  makeTree("/m");
+  for (const char* name : {"/a", "/m/x", "/z"}) writeFile(tree() + name, "");
+  // A link to a directory counts as one, and cannot be removed as one.
+  ASSERT_EQ(symlink("/", (tree() + "/m/link").c_str()), 0);
+  EXPECT_EQ(removeFiles(tree().c_str(), 1), -1);
+  EXPECT_EQ(namesIn(tree()), (Lines{"a", "m"})) << "z came first, a would have come after";
+  EXPECT_EQ(namesIn(tree() + "/m"), Lines{"link"});
+}
+
+TEST_F(Trees, DanglingLinksArePassedOver) {
+  makeTree();
+  ASSERT_EQ(symlink("missing", (tree() + "/dangling").c_str()), 0);
+  writeFile(tree() + "/a", "");
+  EXPECT_EQ(removeFiles(tree().c_str(), 1), -1) << "the directory is not empty";
+  EXPECT_EQ(namesIn(tree()), Lines{"dangling"});
+}
+
+TEST_F(Trees, AFailedListingIsTheResult) {
+  makeTree();
+  const int status = inChild([&] {
+    setenv("PATH", "/nonexistent", 1);
+    return removeFiles(tree().c_str(), 1) == 127 ? 0 : 1;
+  });
+  EXPECT_EQ(exitCode(status), 0);
+  EXPECT_TRUE(exists(tree()));
+  EXPECT_EQ(newlyLogged("remove"), Lines{});
+}
+
+TEST_F(Trees, AnEmptyListingIsNoFailure) {
+  makeTree();
+  writeFile(scratch.file("sort"), "#!/bin/sh\ncat >/dev/null\n", 0755);
+  const int status = inChild([&] {
+    setenv("PATH", (scratch.path() + ":" + getenv("PATH")).c_str(), 1);
+    return removeFiles(tree().c_str(), 1);
+  });
+  EXPECT_EQ(exitCode(status), 0);
+  EXPECT_TRUE(exists(tree()));
+  EXPECT_EQ(newlyLogged("remove"), Lines{});
+}
+
+// ---- makeDir -----------------------------------------------------------------------------------
+
+TEST_F(Trees, DirectoriesAreMade) {
+  EXPECT_EQ(makeDir(tree(), 0), 0);
+  EXPECT_TRUE(isDir(tree()));
+  EXPECT_EQ(makeDir(tree(), 0), -1) << "exists";
+  EXPECT_EQ(makeDir(tree() + "/a/b", 0), -1) << "no parent";
+  EXPECT_EQ(makeDir(tree() + "/a/b", 2), -1) << "only 1 is recursive";
+  EXPECT_EQ(makeDir(tree() + "/a/b", 1), 0);
+  EXPECT_TRUE(isDir(tree() + "/a/b"));
+  EXPECT_EQ(makeDir(tree() + "/a/b", 1), 0) << "exists";
+  EXPECT_EQ(makeDir(tree() + "/x/y/", 1), 0);
+  EXPECT_TRUE(isDir(tree() + "/x/y"));
+  EXPECT_EQ(makeDir(tree() + "//p//q//", 1), 0);
+  EXPECT_TRUE(isDir(tree() + "/p/q"));
+  EXPECT_EQ(logged(), Lines{});
+}
+
+TEST_F(Trees, DirectoriesHaveMode755LessTheMask) {
+  const int status = inChild([&] {
+    umask(0);
+    makeDir(tree() + "/a", 1);
+    makeDir(tree() + "/b", 0);
+    umask(027);
+    makeDir(tree() + "/c", 1);
+    return 0;
+  });
+  EXPECT_EQ(exitCode(status), 0);
+  EXPECT_EQ(modeOf(tree()), 0755u);
+  EXPECT_EQ(modeOf(tree() + "/a"), 0755u);
+  EXPECT_EQ(modeOf(tree() + "/b"), 0755u);
+  EXPECT_EQ(modeOf(tree() + "/c"), 0750u);
+}
+
+TEST_F(Trees, EmptyRootAndRelativePathsAreRefused) {
+  const int status = inChild([&] {
+    if (chdir(scratch.path().c_str()) != 0) return 1;
+    for (const char* path : {"", "/", "a", "a/b", "./a"}) {
+      for (const int recursive : {0, 1}) {
+        if (makeDir(std::string(path), recursive) != -1) return 2;
+      }
+    }
+    return 0;
+  });
+  EXPECT_EQ(exitCode(status), 0);
+  EXPECT_TRUE(namesIn(scratch.path()).empty());
+}
+
+TEST_F(Trees, ComponentsThatAreFilesArePassedOver) {
+  writeFile(scratch.file("file"), "");
+  EXPECT_EQ(makeDir(scratch.file("file"), 1), 0);
+  EXPECT_TRUE(isFile(scratch.file("file")));
+  EXPECT_EQ(makeDir(scratch.file("file/below"), 1), -1);
+}
+
+TEST_F(Trees, ThePointerFormIsTheSame) {
+  char path[256];
+  strcpy(path, (tree() + "/a").c_str());
+  EXPECT_EQ(makeDir(path, 0), -1);
+  EXPECT_EQ(makeDir(path, 1), 0);
+  EXPECT_TRUE(isDir(path));
+  EXPECT_EQ(makeDir(static_cast<char*>(nullptr), 1), -1);
+}
+
+}  // namespace

@@ -1,0 +1,389 @@
+// The command as it is built, at its real paths, in mounts of its own.
+
+#include <elf.h>
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <csignal>
+#include <cstring>
+#include <filesystem>
+#include <functional>
+#include <sstream>
+
+#include "Process.h"
+#include "Scratch.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+// "Sending completed", "did not complete", "cannot be run", in EUC-JP.
+const std::string kCompleted =
+    "\xb9\xbd\xc0\xae\xbe\xf0\xca\xf3\xc1\xf7\xbf\xae\xa4\xac\xb4\xb0\xce\xbb\xa4\xb7\xa4\xde"
+    "\xa4\xb7\xa4\xbf\n";
+const std::string kNotCompleted =
+    "\xb9\xbd\xc0\xae\xbe\xf0\xca\xf3\xc1\xf7\xbf\xae\xa4\xac\xb4\xb0\xce\xbb\xa4\xb7\xa4\xde"
+    "\xa4\xbb\xa4\xf3\xa4\xc7\xa4\xb7\xa4\xbf\n";
+const std::string kNotInOperation =
+    "\xb8\xbd\xba\xdf\xb1\xbf\xcd\xd1\xc3\xe6\xa4\xc7\xa4\xca\xa4\xa4\xa4\xbf\xa4\xe1\xbc\xc2"
+    "\xb9\xd4\xa4\xc7\xa4\xad\xa4\xde\xa4\xbb\xa4\xf3\n";
+
+const std::string kCommand = "/opt/kardo/moxel/bin/scsend";
+const std::string kScript = "/opt/kardo/moxel/bin/scsend.sh";
+const std::string kAgent = "/opt/ZQRNvek/lib/libvekcom.so.2.0";
+const std::string kLog = "/var/log/kardo/moxel/log/moxel.log";
+const std::string kCommandLine = kScript + " -v 2>/dev/null";
+
+class Command : public testing::Test {
+ protected:
+  Command() {
+    for (const char* name : {"VEKCOM_STATUS", "VEKCOM_RESULT", "MOXEL_LOG", "MOXEL_LOG_LEVEL"}) {
+      environment[name] = "";
+    }
+    environment["VEKCOM_LOG"] = scratch.file("calls");
+  }
+
+  // Installs command, agent and script over empty /opt and /var/log and runs the command there.
+  void run() {
+    const std::string command = readFile(MOXEL_BUILD_DIR "/scsend");
+    const std::string library = readFile(agent);
+    const int code = exitCode(inChild([&] {
+      if (!enterPrivateNamespace() || !mountEmpty("/opt") || !mountEmpty("/var/log")) return 100;
+      for (const auto& path : {kCommand, kAgent})
+        fs::create_directories(fs::path(path).parent_path());
+      writeFile(kCommand, command, 0755);
+      if (!agent.empty()) writeFile(kAgent, library);
+      if (hasScript) writeFile(kScript, script, scriptMode);
+      if (hasLogDirectory) fs::create_directories(fs::path(kLog).parent_path());
+
+      const pid_t pid = startChild([&] { return execute(); });
+      writeFile(scratch.file("status"), std::to_string(waitFor(pid)));
+      writeFile(scratch.file("pid"), std::to_string(pid));
+      writeFile(scratch.file("log"), readFile(kLog));
+      std::string files;
+      for (const char* top : {"/opt", "/var/log"}) {
+        for (const auto& entry : fs::recursive_directory_iterator(top)) {
+          if (!entry.is_directory()) files += entry.path().string() + "\n";
+        }
+      }
+      writeFile(scratch.file("files"), files);
+      return 0;
+    }));
+    ASSERT_EQ(code, 0);
+    const int waitStatus = std::stoi(readFile(scratch.file("status")));
+    status = exitCode(waitStatus);
+    signal = WIFSIGNALED(waitStatus) ? WTERMSIG(waitStatus) : 0;
+    pid = readFile(scratch.file("pid"));
+    output = readFile(scratch.file("output"));
+    errors = readFile(scratch.file("errors"));
+    calls = readFile(scratch.file("calls"));
+    files = readFile(scratch.file("files"));
+    log.clear();
+    for (const auto& line : parseLog(readFile(scratch.file("log")))) {
+      EXPECT_EQ(std::to_string(line.pid), pid);
+      log.push_back(line.text);
+    }
+  }
+
+  int execute() {
+    const int out = open(scratch.file("output").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+    const int err = open(scratch.file("errors").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+    if (dup2(out, STDOUT_FILENO) == -1 || dup2(err, STDERR_FILENO) == -1) return 101;
+    close(out);
+    close(err);
+    for (const auto& [name, value] : environment) {
+      if (value.empty()) {
+        unsetenv(name.c_str());
+      } else {
+        setenv(name.c_str(), value.c_str(), 1);
+      }
+    }
+    if (beforeStart) beforeStart();
+    execl(kCommand.c_str(), "scsend", static_cast<char*>(nullptr));
+    return 102;
+  }
+
+  void expectRun(int expectedStatus, const std::string& expectedOutput) {
+    run();
+    EXPECT_EQ(status, expectedStatus);
+    EXPECT_EQ(output, expectedOutput);
+    EXPECT_EQ(errors, "");
+    EXPECT_EQ(calls, "VEK_GetStatus 0\n") << "one question, nothing started or stopped";
+  }
+
+  Scratch scratch;
+
+  // What to run.
+  std::string agent = MOXEL_BUILD_DIR "/libvekcom.so.2.0";
+  std::string script = "#!/bin/sh\n";
+  mode_t scriptMode = 0755;
+  bool hasScript = true;
+  bool hasLogDirectory = true;
+  std::map<std::string, std::string> environment;
+  std::function<void()> beforeStart;
+
+  // What came of it.
+  int status = 0;
+  int signal = 0;
+  std::string pid;
+  std::string output;
+  std::string errors;
+  std::string calls;
+  std::string files;
+  std::vector<std::string> log;
+};
+
+// ---- Outcomes ----------------------------------------------------------------------------------
+
+TEST_F(Command, ASilentScriptLeavesOneLine) { expectRun(0, kCompleted); }
+
+TEST_F(Command, TheScriptsLinesFollowAnEmptyLine) {
+  script = "#!/bin/sh\necho a\necho b\n";
+  expectRun(0, kCompleted + "\na\nb");
+}
+
+TEST_F(Command, AFailedScriptsStatusIsPassedOn) {
+  script = "#!/bin/sh\necho a\necho b\nexit 3\n";
+  expectRun(3, kNotCompleted + "\na\nb");
+}
+
+TEST_F(Command, AFailedSilentScript) {
+  script = "#!/bin/sh\nexit 255\n";
+  expectRun(255, kNotCompleted);
+}
+
+TEST_F(Command, AScriptKilledByASignal) {
+  script = "#!/bin/sh\necho before\nkill -9 $$\n";
+  // The shell that runs the command line has the script's place or reports 128 and the signal.
+  run();
+  EXPECT_EQ(output, kNotCompleted + "\nbefore");
+  EXPECT_TRUE(status == 255 || status == 137) << status;
+}
+
+TEST_F(Command, AShellKilledByASignal) {
+  // The command line's shell, not only the script.
+  script = "#!/bin/sh\necho before\nkill -9 $PPID\nsleep 0\nkill -9 $$\n";
+  run();
+  EXPECT_EQ(output.substr(0, kNotCompleted.size()), kNotCompleted);
+}
+
+TEST_F(Command, AMissingScript) {
+  hasScript = false;
+  expectRun(127, kNotCompleted);
+}
+
+TEST_F(Command, AScriptThatIsNotExecutable) {
+  scriptMode = 0644;
+  expectRun(126, kNotCompleted);
+}
+
+TEST_F(Command, TheScriptIsRunVerboselyWithoutErrorOutput) {
+  script = "#!/bin/sh\necho \"$#:$1\"\necho lost >&2\n";
+  expectRun(0, kCompleted + "\n1:-v");
+}
+
+TEST_F(Command, EveryOtherStatusIsNotInOperation) {
+  for (const char* word :
+       {"0", "1", "31", "33", "0x10020", "0x10000", "0x20000", "0x30000", "-1"}) {
+    script = "#!/bin/sh\necho ran\n";
+    environment["VEKCOM_STATUS"] = word;
+    unlink(scratch.file("calls").c_str());
+    expectRun(255, kNotInOperation);
+    EXPECT_TRUE(log.empty());
+  }
+}
+
+TEST_F(Command, AnAgentThatFailsIsNotInOperation) {
+  environment["VEKCOM_RESULT"] = "5";
+  expectRun(255, kNotInOperation);
+}
+
+TEST_F(Command, AnAgentThatThrowsAnIntIsNotCompleted) {
+  agent = MOXEL_BUILD_DIR "/throwing_int/libvekcom.so.2.0";
+  run();
+  EXPECT_EQ(status, 42);
+  EXPECT_EQ(output, kNotCompleted);
+}
+
+TEST_F(Command, AnyOtherExceptionEndsTheRun) {
+  agent = MOXEL_BUILD_DIR "/throwing_other/libvekcom.so.2.0";
+  run();
+  EXPECT_EQ(signal, SIGABRT);
+  EXPECT_EQ(output, "");
+}
+
+TEST_F(Command, WithoutTheAgentsLibraryTheCommandDoesNotStart) {
+  agent = "";
+  run();
+  EXPECT_EQ(status, 127);
+  EXPECT_EQ(output, "");
+  EXPECT_NE(errors.find("libvekcom.so.2.0"), std::string::npos) << errors;
+  EXPECT_TRUE(log.empty());
+}
+
+// ---- Output ------------------------------------------------------------------------------------
+
+TEST_F(Command, TheLastLineHasNoEnd) {
+  script = "#!/bin/sh\nprintf 'a\\nunended'\n";
+  expectRun(0, kCompleted + "\na\nunended");
+}
+
+TEST_F(Command, EmptyLinesAndLineEndsOfOtherSystems) {
+  script = "#!/bin/sh\nprintf '\\n\\na\\r\\nb\\r\\n\\n'\n";
+  expectRun(0, kCompleted + "\n\n\na\nb\n");
+  script = "#!/bin/sh\necho\n";
+  unlink(scratch.file("calls").c_str());
+  expectRun(0, kCompleted + "\n");
+}
+
+TEST_F(Command, LongLinesArriveInPieces) {
+  script = "#!/bin/sh\nhead -c 2500 /dev/zero | tr '\\0' x\necho\n";
+  expectRun(0, kCompleted + "\n" + std::string(1023, 'x') + "\n" + std::string(1023, 'x') + "\n" +
+                   std::string(454, 'x'));
+}
+
+TEST_F(Command, BytesPassUnchanged) {
+  script = "#!/bin/sh\nprintf '\\244\\242%%s%%n\\001\\377\\n'\n";
+  expectRun(0, kCompleted + "\n\xa4\xa2%s%n\x01\xff");
+}
+
+TEST_F(Command, MuchOutput) {
+  script = "#!/bin/sh\nyes 0123456789012345678901234567890123456789012345678 | head -c 50000000\n";
+  run();
+  EXPECT_EQ(status, 0);
+  ASSERT_EQ(output.size(), kCompleted.size() + 50000000);
+  EXPECT_EQ(output.substr(0, kCompleted.size() + 1), kCompleted + "\n");
+  const std::string line = "0123456789012345678901234567890123456789012345678\n";
+  bool same = true;
+  for (size_t at = kCompleted.size() + 1; at < output.size() && same; at += line.size()) {
+    same = line.compare(0, std::min(line.size(), output.size() - at), output, at,
+                        std::min(line.size(), output.size() - at)) == 0;
+  }
+  EXPECT_TRUE(same);
+}
+
+TEST_F(Command, AClosedOutputDoesNotChangeTheStatus) {
+  beforeStart = [] { close(STDOUT_FILENO); };
+  script = "#!/bin/sh\necho a\n";
+  expectRun(0, "");
+  script = "#!/bin/sh\necho a\nexit 3\n";
+  unlink(scratch.file("calls").c_str());
+  expectRun(3, "");
+}
+
+TEST_F(Command, AFullOutputDoesNotChangeTheStatus) {
+  beforeStart = [] { dup2(open("/dev/full", O_WRONLY), STDOUT_FILENO); };
+  script = "#!/bin/sh\nyes | head -n 100000\nexit 3\n";
+  expectRun(3, "");
+  script = "#!/bin/sh\necho a\n";
+  unlink(scratch.file("calls").c_str());
+  expectRun(0, "");
+}
+
+TEST_F(Command, AllDescriptorsClosed) {
+  beforeStart = [] {
+    for (int fd = 0; fd < 3; ++fd) close(fd);
+  };
+  script = "#!/bin/sh\necho a\nexit 4\n";
+  expectRun(4, "");
+}
+
+// ---- Log ---------------------------------------------------------------------------------------
+
+TEST_F(Command, ARunLeavesTheChildsTwoLines) {
+  script = "#!/bin/sh\nexit 3\n";
+  run();
+  ASSERT_EQ(log.size(), 2u);
+  EXPECT_EQ(log[0].substr(0, 14), "MXL90004L:pid=");
+  EXPECT_EQ(log[0].substr(log[0].find(',')), ",wstat=00000300");
+  EXPECT_EQ(log[1], "MXL90004L:com=" + kCommandLine);
+}
+
+TEST_F(Command, TraceShowsEveryStep) {
+  environment["MOXEL_LOG_LEVEL"] = "LOG_LEVEL_TRACE";
+  run();
+  ASSERT_EQ(log.size(), 6u);
+  EXPECT_EQ(log[0], "[T](common:1359):execGetLines():count=-1," + kCommandLine);
+  EXPECT_EQ(log[2], "MXL90004L:com=" + kCommandLine);
+  EXPECT_EQ(log[3], "[T](common:573):   WIFEXITED:1 WEXITSTATUS:0");
+  EXPECT_EQ(log[4], "[T](common:574): WIFSIGNALED:0    WTERMSIG:0");
+  EXPECT_EQ(log[5], "[T](common:575):  WIFSTOPPED:0    WSTOPSIG:0");
+}
+
+TEST_F(Command, WithoutALogDirectoryTheLinesAreLost) {
+  hasLogDirectory = false;
+  script = "#!/bin/sh\necho a\n";
+  expectRun(0, kCompleted + "\na");
+  EXPECT_EQ(files.find("/var/log/"), std::string::npos) << files;
+}
+
+TEST_F(Command, LeavesNothingButItsLog) {
+  script = "#!/bin/sh\necho a\n";
+  run();
+  std::vector<std::string> names;
+  std::istringstream stream(files);
+  for (std::string name; std::getline(stream, name);) names.push_back(name);
+  std::sort(names.begin(), names.end());
+  EXPECT_EQ(names, (std::vector<std::string>{kAgent, kCommand, kScript, kLog}));
+}
+
+TEST_F(Command, ArgumentsAreNotExamined) {
+  beforeStart = [] {
+    execl(kCommand.c_str(), "scsend", "--help", "x", static_cast<char*>(nullptr));
+  };
+  expectRun(0, kCompleted);
+}
+
+// ---- The file ----------------------------------------------------------------------------------
+
+// The entries of the dynamic section of a file: tag and, for those that name something, the name.
+std::vector<std::pair<long, std::string>> dynamicSection(const std::string& path) {
+  const std::string bytes = readFile(path);
+  std::vector<std::pair<long, std::string>> entries;
+  Elf64_Ehdr header;
+  memcpy(&header, bytes.data(), sizeof header);
+  const auto section = [&](int index) {
+    Elf64_Shdr result;
+    memcpy(&result, bytes.data() + header.e_shoff + static_cast<size_t>(index) * sizeof result,
+           sizeof result);
+    return result;
+  };
+  for (int index = 0; index < header.e_shnum; ++index) {
+    const Elf64_Shdr dynamic = section(index);
+    if (dynamic.sh_type != SHT_DYNAMIC) continue;
+    const Elf64_Shdr strings = section(static_cast<int>(dynamic.sh_link));
+    for (size_t at = 0; at < dynamic.sh_size; at += sizeof(Elf64_Dyn)) {
+      Elf64_Dyn entry;
+      memcpy(&entry, bytes.data() + dynamic.sh_offset + at, sizeof entry);
+      const bool named = entry.d_tag == DT_NEEDED || entry.d_tag == DT_RUNPATH ||
+                         entry.d_tag == DT_RPATH || entry.d_tag == DT_SONAME;
+      entries.emplace_back(entry.d_tag,
+                           named ? bytes.data() + strings.sh_offset + entry.d_un.d_val : "");
+    }
+  }
+  return entries;
+}
+
+TEST(CommandFile, NeedsTheAgentAndSearchesTheTwoDirectoriesOnly) {
+  bool needsAgent = false;
+  std::vector<std::string> paths;
+  for (const auto& [tag, name] : dynamicSection(MOXEL_BUILD_DIR "/scsend")) {
+    needsAgent = needsAgent || (tag == DT_NEEDED && name == "libvekcom.so.2.0");
+    if (tag == DT_RUNPATH || tag == DT_RPATH) paths.push_back(name);
+  }
+  EXPECT_TRUE(needsAgent);
+  EXPECT_EQ(paths, std::vector<std::string>{"/opt/ZQRNvek/lib:/opt/kardo/moxel/lib"});
+}
+
+TEST(CommandFile, TheSubstituteHasTheAgentsName) {
+  std::vector<std::string> names;
+  for (const auto& [tag, name] : dynamicSection(MOXEL_BUILD_DIR "/libvekcom.so.2.0")) {
+    if (tag == DT_SONAME) names.push_back(name);
+  }
+  EXPECT_EQ(names, std::vector<std::string>{"libvekcom.so.2.0"});
+}
+
+}  // namespace

@@ -1,0 +1,134 @@
+#include "Process.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <linux/filter.h>
+#include <linux/seccomp.h>
+#include <sched.h>
+#include <sys/ipc.h>
+#include <sys/mount.h>
+#include <sys/prctl.h>
+#include <sys/resource.h>
+#include <sys/sem.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <cstddef>
+#include <cstdlib>
+#include <thread>
+
+// Present in a build for coverage only.
+extern "C" void __gcov_dump() __attribute__((weak));
+
+namespace {
+
+constexpr unsigned kNobody = 65534;
+
+bool writeText(const char* path, const std::string& text) {
+  const int file = open(path, O_WRONLY);
+  if (file == -1) return false;
+  const bool written = write(file, text.data(), text.size()) == static_cast<ssize_t>(text.size());
+  close(file);
+  return written;
+}
+
+}  // namespace
+
+pid_t startChild(const std::function<int()>& body) {
+  const pid_t child = fork();
+  if (child == 0) {
+    const int code = body();
+    if (__gcov_dump != nullptr) __gcov_dump();
+    _exit(code);
+  }
+  return child;
+}
+
+int waitFor(pid_t child) {
+  int status = -1;
+  while (waitpid(child, &status, 0) == -1 && errno == EINTR) {
+  }
+  return status;
+}
+
+int inChild(const std::function<int()>& body) { return waitFor(startChild(body)); }
+
+int exitCode(int waitStatus) { return WIFEXITED(waitStatus) ? WEXITSTATUS(waitStatus) : -1; }
+
+void dropPrivileges() {
+  if (geteuid() != 0) return;
+  if (setresgid(kNobody, kNobody, kNobody) != 0) abort();
+  if (setresuid(kNobody, kNobody, kNobody) != 0) abort();
+}
+
+bool enterPrivateNamespace() {
+  const uid_t uid = geteuid();
+  const gid_t gid = getegid();
+  if (unshare(CLONE_NEWNS | CLONE_NEWIPC | (uid == 0 ? 0 : CLONE_NEWUSER)) != 0) return false;
+  if (uid != 0) {
+    writeText("/proc/self/setgroups", "deny");
+    if (!writeText("/proc/self/uid_map", "0 " + std::to_string(uid) + " 1")) return false;
+    if (!writeText("/proc/self/gid_map", "0 " + std::to_string(gid) + " 1")) return false;
+  }
+  return mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0;
+}
+
+bool mountEmpty(const std::string& directory, unsigned long flags, const std::string& options) {
+  return mount("tmpfs", directory.c_str(), "tmpfs", flags, options.c_str()) == 0;
+}
+
+std::vector<int> openDescriptors() {
+  std::vector<int> numbers;
+  DIR* directory = opendir("/proc/self/fd");
+  while (const dirent* entry = readdir(directory)) {
+    const int number = atoi(entry->d_name);
+    if (entry->d_name[0] != '.' && number != dirfd(directory)) numbers.push_back(number);
+  }
+  closedir(directory);
+  return numbers;
+}
+
+bool hasChildren() { return waitpid(-1, nullptr, WNOHANG) != -1 || errno != ECHILD; }
+
+bool eventually(const std::function<bool()>& condition) {
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::minutes(1);
+  while (!condition()) {
+    if (std::chrono::steady_clock::now() > deadline) return false;
+    std::this_thread::yield();
+  }
+  return true;
+}
+
+int waitersFor(const std::string& path) {
+  const int id = semget(ftok(path.c_str(), 'S'), 1, 0);
+  return id == -1 ? 0 : semctl(id, 0, GETNCNT);
+}
+
+void denySystemCalls(const std::vector<int>& numbers, int error) {
+  std::vector<sock_filter> program = {
+      BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr))};
+  for (const int number : numbers) {
+    program.push_back(BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, static_cast<unsigned>(number), 0, 1));
+    program.push_back(BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | static_cast<unsigned>(error)));
+  }
+  program.push_back(BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW));
+  sock_fprog filter = {static_cast<unsigned short>(program.size()), program.data()};
+  if (prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) != 0) abort();
+  if (prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &filter) != 0) abort();
+}
+
+void leaveDescriptors(int count) {
+  // The lowest numbers are given out first, so fill the gaps and set the limit above them.
+  const std::vector<int> open = openDescriptors();
+  const int highest = *std::max_element(open.begin(), open.end());
+  while (dup(STDERR_FILENO) < highest) {
+  }
+  const std::vector<int> filled = openDescriptors();
+  const int last = *std::max_element(filled.begin(), filled.end());
+  const rlimit limit = {static_cast<rlim_t>(last + 1 + count),
+                        static_cast<rlim_t>(last + 1 + count)};
+  if (setrlimit(RLIMIT_NOFILE, &limit) != 0) abort();
+}

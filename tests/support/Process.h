@@ -1,0 +1,49 @@
+#pragma once
+
+#include <sys/types.h>
+
+#include <functional>
+#include <string>
+#include <vector>
+
+// Runs `body` in a forked child and returns the wait status; its result is the exit code.
+int inChild(const std::function<int()>& body);
+
+// Starts `body` in a forked child.
+pid_t startChild(const std::function<int()>& body);
+
+// Wait status of a child, ended or killed.
+int waitFor(pid_t child);
+
+// 1 to 255: the exit code of a wait status is this; -1: a signal ended the process.
+int exitCode(int waitStatus);
+
+// Gives up root's rights, if there are any; for a child that must meet missing permissions.
+void dropPrivileges();
+
+// Moves a child into mounts and System V objects of its own; as root there in any case. Returns
+// whether that could be done.
+bool enterPrivateNamespace();
+
+// Mounts an empty file system over `directory`, which may have to be made writable by `options`.
+bool mountEmpty(const std::string& directory, unsigned long flags = 0,
+                const std::string& options = "mode=0755");
+
+// Numbers of the open descriptors of this process.
+std::vector<int> openDescriptors();
+
+// Whether this process has children, ended ones included.
+bool hasChildren();
+
+// Polls until `condition` holds; false after a minute.
+bool eventually(const std::function<bool()>& condition);
+
+// Processes that wait for the semaphore whose key comes from `path`.
+int waitersFor(const std::string& path);
+
+// Makes system calls of these numbers fail with `error` in this process and its children; for a
+// child of the test. Descriptors that are open already stay.
+void denySystemCalls(const std::vector<int>& numbers, int error);
+
+// Leaves exactly `count` descriptors to be opened; for a child of the test.
+void leaveDescriptors(int count);
