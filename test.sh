@@ -1,0 +1,55 @@
+#!/bin/sh
+# Runs everything that must pass: set-up, both compilers without warnings, every test, the tests
+# again under the sanitizers, the demonstration, and the checks of form.
+set -eu
+
+usage="usage: test.sh [-h]"
+case ${1:-} in
+  -h)
+    echo "$usage"
+    exit 0
+    ;;
+  "") ;;
+  *)
+    echo "$usage" >&2
+    exit 2
+    ;;
+esac
+
+cd "$(dirname "$0")"
+
+step() {
+  echo
+  echo "==== $*"
+}
+
+step "packages"
+sh scripts/packages.sh cmake ninja-build g++ clang libgtest-dev libgmock-dev gettext libc-bin \
+  util-linux strace psmisc perl shellcheck clang-format clang-tidy
+
+for preset in release release-clang sanitize; do
+  step "build and test: $preset"
+  cmake --preset "$preset" >/dev/null
+  cmake --build --preset "$preset"
+  ctest --preset "$preset"
+done
+
+step "shuffled order, in one process"
+./build/release/moxel_test --gtest_shuffle --gtest_brief=1
+./build/release/artefact_test --gtest_shuffle --gtest_brief=1
+
+step "the library and the command alone, in an empty directory"
+alone=$(mktemp -d)
+trap 'rm -rf "$alone"' EXIT
+cmake -S . -B "$alone" -DBUILD_TESTING=OFF >/dev/null
+cmake --build "$alone" --target moxel scsend >/dev/null
+ls "$alone/libmoxel.a" "$alone/scsend" "$alone/libvekcom.so.2.0"
+
+step "run.sh"
+./run.sh >"$alone/run"
+grep -c '^-- exit status' "$alone/run"
+
+step "form"
+sh scripts/check-form.sh
+
+step "all passed"
