@@ -1,14 +1,21 @@
 #include "common.h"
 
+#include <fnmatch.h>
 #include <stdio_ext.h>
+#include <strings.h>
 #include <sys/stat.h>
+#include <sys/time.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <utime.h>
 
 #include <algorithm>
+#include <cctype>
 #include <cerrno>
+#include <climits>
 #include <cstdio>
 #include <cstdlib>
+#include <ctime>
 #include <memory>
 
 #include "CLog.h"
@@ -22,6 +29,7 @@ constexpr LogSource kSource("common");
 
 constexpr size_t kPathBytes = 4096;
 constexpr size_t kTextBytes = 1024;
+constexpr size_t kCommandBytes = 1024;
 constexpr size_t kPieceBytes = 1024;
 constexpr size_t kReadBytes = 64 << 10;
 constexpr mode_t kDirectoryMode = 0755;
@@ -317,15 +325,49 @@ std::string eraseLastSlash(const char* path) {
   return copy;
 }
 
+std::string basename(const char* path, std::string& dir) {
+  const std::string whole = path == nullptr ? "" : path;
+  dir.clear();
+  const auto slash = whole.rfind('/');
+  if (slash == std::string::npos) return whole;
+  dir = slash == 0 ? "/" : whole.substr(0, slash);
+  return whole.substr(slash + 1);
+}
+
+std::string basename(std::string path) {
+  std::string dir;
+  return basename(path.c_str(), dir);
+}
+
+std::string basename(std::string path, std::string& dir) { return basename(path.c_str(), dir); }
+
 std::string getCwd() {
   char buffer[kPathBytes] = {};
   return getcwd(buffer, sizeof buffer) == nullptr ? "." : buffer;
 }
 
+std::string retrieveName(const char* path, std::string& ext) {
+  std::string name;
+  ext = retrieveExt(path, name);
+  return name;
+}
+
 std::string retrieveName2(const char* path) {
-  if (path == nullptr) return std::string();
-  const std::string component = basename(path);
-  return component.substr(0, component.rfind('.'));
+  std::string ext;
+  return retrieveName(path, ext);
+}
+
+std::string retrieveExt(const char* path, std::string& name) {
+  const std::string component = path == nullptr ? "" : basename(path);
+  const auto dot = component.rfind('.');
+  name = component.substr(0, dot);
+  return dot == std::string::npos ? std::string() : component.substr(dot + 1);
+}
+
+std::string retrieveExt2(const char* path) {
+  if (path == nullptr) kSource.invalidParam(267);
+  std::string name;
+  return retrieveExt(path, name);
 }
 
 bool isDir(const char* path) {
@@ -349,7 +391,131 @@ bool isFile(const char* path) {
 
 bool isFile(std::string path) { return isFile(path.c_str()); }
 
+bool isAccessible(const char* path, int mode) {
+  if (path == nullptr) {
+    kSource.info(1039, "filename is NULL , mode=%08x", static_cast<unsigned>(mode));
+    return false;
+  }
+  return access(path, mode) == 0;
+}
+
+// Deliberately read and execute, not execute alone.
+bool isExecutable(const char* path) { return isAccessible(path, R_OK | X_OK); }
+
+bool isExecutable(std::string path) { return isExecutable(path.c_str()); }
+
+bool isReadable(const char* path) { return isAccessible(path, R_OK); }
+
+bool isReadable(std::string path) { return isReadable(path.c_str()); }
+
+bool hasWildCard(const char* text) { return strpbrk(text, "*[]?") != nullptr; }
+
+bool hasWildCard(std::string text) { return hasWildCard(text.c_str()); }
+
+namespace {
+
+std::string firstLineOf(const char* command) {
+  std::list<std::string> lines;
+  execGetLines(lines, command, 1, nullptr, -1);
+  return lines.empty() ? std::string() : lines.front();
+}
+
+}  // namespace
+
+std::string getHostname() { return firstLineOf("uname -n 2>/dev/null"); }
+
+std::string getDomainname() { return firstLineOf("domainname 2>/dev/null"); }
+
+bool isAdmin() { return getuid() == 0; }
+
 // ---- Strings and values --------------------------------------------------------------------
+
+namespace {
+
+bool isSpace(char c) { return isspace(static_cast<unsigned char>(c)) != 0; }
+
+bool isNameCharacter(char c) { return isalnum(static_cast<unsigned char>(c)) != 0 || c == '_'; }
+
+}  // namespace
+
+void trim(char* text) {
+  if (text == nullptr) return;
+  const char* begin = text;
+  while (isSpace(*begin)) ++begin;
+  size_t length = strlen(begin);
+  if (begin != text) memmove(text, begin, length + 1);
+  while (length > 0 && isSpace(text[length - 1])) text[--length] = '\0';
+}
+
+char* trim(std::string& text) {
+  const auto isInk = [](char c) { return !isSpace(c); };
+  text.erase(text.begin(), std::find_if(text.begin(), text.end(), isInk));
+  text.erase(std::find_if(text.rbegin(), text.rend(), isInk).base(), text.end());
+  return text.data();
+}
+
+std::string trimQuote(const char* text) {
+  if (text == nullptr) {
+    kSource.invalidParam(343);
+    return std::string();
+  }
+  std::string result = text;
+  if (result.empty() || result.front() != '"' || result.back() != '"') return result;
+  result.pop_back();
+  return result.empty() ? result : result.substr(1);
+}
+
+void toLowerStr(char* text) {
+  if (text == nullptr) return;
+  for (; *text != '\0'; ++text)
+    *text = static_cast<char>(tolower(static_cast<unsigned char>(*text)));
+}
+
+char* getValue(char* line) {
+  static char none[] = "";
+  char* sign = strchr(line, '=');
+  if (sign == nullptr) return none;
+  trim(sign + 1);
+  return sign + 1;
+}
+
+int split(const char* text, const char* delim, std::vector<std::string>& out, int count) {
+  if (text == nullptr) {
+    out.clear();
+    kSource.invalidParam(2232);
+    return 0;
+  }
+  return common_template::splitInto(text, delim, out, count);
+}
+
+int splitKeyVal(const char* line, std::string& key, std::string& value) {
+  const std::string whole = line == nullptr ? "" : line;
+  key.clear();
+  value.clear();
+  if (line == nullptr) {
+    kSource.invalidParam(596);
+    return 0;
+  }
+  const auto sign = whole.find('=');
+  if (sign != std::string::npos) {
+    key = whole.substr(0, sign);
+    trim(key);
+    // Deliberately not trimmed.
+    value = whole.substr(sign + 1);
+  }
+  return 1;
+}
+
+std::string quoteEsc(const char* text, char quote) {
+  std::string escaped;
+  for (const char* c = text; *c != '\0'; ++c) {
+    if (*c == quote) escaped += quote;
+    escaped += *c;
+  }
+  return escaped;
+}
+
+std::string quoteEsc(std::string text, char quote) { return quoteEsc(text.c_str(), quote); }
 
 std::string shellEsc(const char* text, int wild) {
   // Deliberately without the semicolon, "!", "~", "=" and the line feed.
@@ -364,6 +530,41 @@ std::string shellEsc(const char* text, int wild) {
 
 std::string shellEsc(const std::string& text, int wild) { return shellEsc(text.c_str(), wild); }
 
+bool matchWild(const char* pattern, const char* name) {
+  if (pattern == nullptr || name == nullptr) {
+    kSource.invalidParam(622);
+    return false;
+  }
+  return fnmatch(pattern, name, FNM_PATHNAME | FNM_NOESCAPE) == 0;
+}
+
+std::string matchedString(const char* a, const char* b) {
+  if (a == nullptr || b == nullptr) {
+    kSource.invalidParam(420);
+    return std::string();
+  }
+  size_t length = 0;
+  while (a[length] != '\0' && a[length] == b[length]) ++length;
+  return std::string(a, length);
+}
+
+bool compareRightNoCase(const std::string& a, const std::string& b, int n) {
+  const size_t length = n > 0 ? static_cast<size_t>(n) : b.size();
+  if (a.size() < length || b.size() < length) return false;
+  return strcasecmp(a.c_str() + a.size() - length, b.c_str() + b.size() - length) == 0;
+}
+
+bool conv2Bool(const char* text) {
+  if (text == nullptr) {
+    kSource.invalidParam(1077);
+    return false;
+  }
+  for (const char* word : {"YES", "TRUE", "ON", "1"}) {
+    if (strcasecmp(text, word) == 0) return true;
+  }
+  return false;
+}
+
 bool isNumeric(const char* text) {
   if (text == nullptr) {
     kSource.invalidParam(858);
@@ -374,6 +575,20 @@ bool isNumeric(const char* text) {
 }
 
 bool isNumeric(std::string text) { return isNumeric(text.c_str()); }
+
+bool isAlpha(const char* text) {
+  if (text == nullptr) {
+    kSource.invalidParam(829);
+    return false;
+  }
+  // Deliberately true for the empty text.
+  for (; *text != '\0'; ++text) {
+    if (isalpha(static_cast<unsigned char>(*text)) == 0) return false;
+  }
+  return true;
+}
+
+bool isAlpha(std::string text) { return isAlpha(text.c_str()); }
 
 int eraseLastCRLF(char* line) {
   if (line == nullptr) {
@@ -393,6 +608,39 @@ std::string getEnvValue(const char* name) {
   }
   const char* value = getenv(name);
   return value == nullptr ? "" : value;
+}
+
+std::string replaceEnvValue(const char* text) {
+  std::string result;
+  if (text == nullptr) return result;
+  while (*text != '\0') {
+    if (*text == '$') {
+      const char* end = text + 1;
+      while (isNameCharacter(*end)) ++end;
+      const std::string name(text + 1, end);
+      result += name.empty() ? "$" : getEnvValue(name.c_str());
+      text = end;
+    } else if (*text == '%') {
+      const char* end = strchr(text + 1, '%');
+      // A reference that is not closed stays as it is.
+      if (end == nullptr) return result + text;
+      const std::string name(text + 1, end);
+      result += name.empty() ? "%" : getEnvValue(name.c_str());
+      text = end + 1;
+    } else {
+      result += *text++;
+    }
+  }
+  return result;
+}
+
+const char* lookupString(const std::map<std::string, std::string>& table, const char* key) {
+  if (key == nullptr) {
+    kSource.invalidParam(1000);
+    return "";
+  }
+  const auto entry = table.find(key);
+  return entry == table.end() ? "" : entry->second.c_str();
 }
 
 std::string format(const char* fmt, ...) {
@@ -488,4 +736,290 @@ int makeDir(std::string path, int recursive) {
 
 int makeDir(char* path, int recursive) {
   return path == nullptr ? -1 : makeDir(std::string(path), recursive);
+}
+
+int dupDir(const char* src, const char* dst) {
+  if (src == nullptr || dst == nullptr) {
+    kSource.invalidParam(370);
+    return 0;
+  }
+  struct stat status = {};
+  if (stat(src, &status) != 0) {
+    kSource.info(379, "failed to stat():%s,%s", src, strerror(errno));
+    return 0;
+  }
+  if (isFile(dst)) {
+    logEvent("MXL90001L", "destination:%s is already exist and it's file", dst);
+    return 0;
+  }
+  if (!isDir(dst) && makeDir(std::string(dst), 1) == -1) {
+    logEvent("MXL90002L", "failed to makeDir():%s", dst);
+    return 0;
+  }
+  const utimbuf times = {status.st_atime, status.st_mtime};
+  const bool timed = utime(dst, &times) == 0;
+  const bool owned = chown(dst, status.st_uid, status.st_gid) == 0;
+  const bool moded = chmod(dst, status.st_mode & 07777) == 0;
+  // Deliberately ignored: as far as the system lets it.
+  static_cast<void>(timed && owned && moded);
+  return 1;
+}
+
+int rmTempFile(std::string path, int /*flag*/) {
+  // Deliberately the quoted form of the name.
+  return unlink(shellEsc(path, 0).c_str()) == 0 ? 0 : -1;
+}
+
+int rmTempFile(char* path, int flag) {
+  return path == nullptr ? -1 : rmTempFile(std::string(path), flag);
+}
+
+// ---- File lists and sizes ------------------------------------------------------------------
+
+namespace common_template {
+
+EntryTypes::EntryTypes(std::string dir) : m_dir(std::move(dir)) {}
+
+bool EntryTypes::isDirectory(const dirent& entry, const std::string& fullName) {
+  switch (entry.d_type) {
+    case DT_REG:
+    case DT_FIFO:
+    case DT_CHR:
+      return false;
+    case DT_DIR:
+    case DT_SOCK:
+    case DT_BLK:
+      return canBeExamined(fullName);
+    default:
+      return isDir(fullName);
+  }
+}
+
+// Whether `stat` would find the entry: without the right to search the directory it finds none.
+bool EntryTypes::canBeExamined(const std::string& fullName) {
+  if (m_searchable == kUnknown) m_searchable = isDir(m_dir + "/.") ? kYes : kNo;
+  return m_searchable == kYes && fullName.size() < PATH_MAX;
+}
+
+}  // namespace common_template
+
+namespace {
+
+void reportSizeError(const char* file) {
+  gLog.ilog("get file size error(%s,%s)", file, strerror(errno));
+}
+
+bool addBelow(std::string dir, long long& total);
+
+// Adds what one path counts, by one system call.
+void addPath(const std::string& path, bool recursive, long long& total) {
+  struct stat status = {};
+  if (stat(path.c_str(), &status) != 0) {
+    reportSizeError(path.c_str());
+    kSource.trace(169, "getFileSize():reurned %lld , %s", -1LL, C(path));
+  } else if ((status.st_mode & kDirectoryBit) == 0) {
+    total += status.st_size;
+  } else if (recursive) {
+    addBelow(path, total);
+  }
+}
+
+// Adds what is below a directory, in the order of its entries; false when it cannot be opened. It
+// is closed again before its entries are walked, so that no depth takes descriptors.
+bool addBelow(std::string dir, long long& total) {
+  while (!dir.empty() && dir.back() == '/') dir.pop_back();
+  common_template::Directory directory(opendir(dir.c_str()));
+  if (directory == nullptr) return false;
+
+  // Each entry as its type, its name and a zero byte.
+  std::string entries;
+  while (const dirent* entry = readdir(directory.get())) {
+    if (strcmp(entry->d_name, ".") == 0 || strcmp(entry->d_name, "..") == 0) continue;
+    entries += static_cast<char>(entry->d_type);
+    entries.append(entry->d_name, strlen(entry->d_name) + 1);
+  }
+  directory.reset();
+
+  std::string path = dir + "/";
+  const size_t prefix = path.size();
+  for (size_t at = 0; at < entries.size();) {
+    const char type = entries[at];
+    const char* name = entries.c_str() + at + 1;
+    at += strlen(name) + 2;
+    path.replace(prefix, std::string::npos, name);
+    if (type != DT_DIR || !addBelow(path, total)) addPath(path, true, total);
+  }
+  return true;
+}
+
+}  // namespace
+
+long long getTotalFileSize(const std::list<std::string>& paths, int recursive) {
+  long long total = 0;
+  for (const std::string& path : paths) addPath(path, recursive == 1, total);
+  return total;
+}
+
+int getDirSize(const char* dir) {
+  if (dir == nullptr) return -1;
+  char command[kCommandBytes];
+  snprintf(command, sizeof command, "du -sk %s", dir);
+  char line[kPieceBytes] = "";
+  execGetLine(command, line);
+  return static_cast<int>(strtol(line, nullptr, 10));
+}
+
+int getDirFileSize(std::string dir, int& size, int patterns) {
+  size = 0;
+  if (dir.empty()) return -1;
+  struct stat status = {};
+  // Deliberately the wrong way round: only what cannot be examined goes on. The buffer is zeroed,
+  // so that a failed call leaves neither a directory nor a size in it.
+  if (stat(dir.c_str(), &status) == 0) return -1;
+
+  std::list<std::string> lines;
+  const char* rest =
+      patterns != 0 ? "urgent.*.tar *.txt express.*.tar 2>/dev/null" : " 2>/dev/null";
+  execGetLines(lines, ("ls -1 " + dir + rest).c_str(), -1, nullptr, -1);
+  for (const std::string& line : lines) {
+    if (line == "." || line == "..") continue;
+    if (stat(line.c_str(), &status) == 0) return -1;
+    if ((status.st_mode & kDirectoryBit) == 0) size += static_cast<int>(status.st_size);
+  }
+  return 0;
+}
+
+int getFreeSize(const char* path) {
+  if (path == nullptr) return -1;
+  char command[kCommandBytes];
+  snprintf(command, sizeof command,
+           "df -kP %s | perl -ne '@e=split; printf(\"%%s %%s\n\", $e[0], $e[3]);' 2>/dev/null",
+           path);
+  FILE* output = popen(command, "r");
+  if (output == nullptr) return -1;
+
+  PieceReader reader(fileno(output));
+  char line[kPieceBytes];
+  // The first line is the heading.
+  const bool found = reader.next(line) && reader.next(line);
+  pclose(output);
+  return found ? static_cast<int>(strtol(line + strcspn(line, " \t"), nullptr, 10)) : -1;
+}
+
+long long getFileSize(const char* file) {
+  struct stat status = {};
+  if (file == nullptr || stat(file, &status) != 0) {
+    if (file == nullptr) errno = EFAULT;
+    reportSizeError(file == nullptr ? "(null)" : file);
+    return -1;
+  }
+  return status.st_size;
+}
+
+std::string acquireSamePrefix(std::list<std::string>& paths) {
+  std::list<std::string> shared;
+  for (const std::string& path : paths) {
+    kSource.trace(58, "src:%s", C(path));
+    std::list<std::string> components;
+    split(justifyPath(isDir(path) ? path : parentPath(path)).c_str(), "/", components, 0);
+    if (shared.empty()) {
+      shared = components;
+      continue;
+    }
+    // Deliberately by position: a difference does not end the comparison.
+    std::list<std::string> equal;
+    auto component = components.begin();
+    for (auto other = shared.begin(); other != shared.end() && component != components.end();
+         ++other, ++component) {
+      if (*other == *component) equal.push_back(*other);
+    }
+    if (equal.size() < shared.size()) shared = equal;
+  }
+  std::string result = shared.size() == 1 && shared.front().empty() ? "/" : join(shared, "/");
+  kSource.trace(109, "same prefix:%s", C(result));
+  return result;
+}
+
+// ---- Time, numbers and console -------------------------------------------------------------
+
+namespace {
+
+constexpr char kCompactTime[] = "%04d%02d%02d%02d%02d%02d";
+constexpr char kDisplayTime[] = "%04d/%02d/%02d %02d:%02d:%02d";
+
+// A time without a local form gives the empty text.
+template <size_t size>
+std::string localTime(const char (&form)[size], time_t t) {
+  const tm* local = localtime(&t);
+  if (local == nullptr) return std::string();
+  return format(form, local->tm_year + 1900, local->tm_mon + 1, local->tm_mday, local->tm_hour,
+                local->tm_min, local->tm_sec);
+}
+
+}  // namespace
+
+char* commas(long long value, std::string& out) {
+  // The sign deliberately counts as a digit.
+  constexpr size_t kGroup = 3;
+  out = std::to_string(value);
+  for (size_t at = out.size(); at > kGroup;) {
+    at -= kGroup;
+    out.insert(at, 1, ',');
+  }
+  return out.data();
+}
+
+long getTimeStr(std::string& out, long t) {
+  if (t == 0) t = time(nullptr);
+  out = localTime(kCompactTime, t);
+  return t;
+}
+
+// Unlike the compact form, negative times deliberately mean now as well.
+std::string getTimeStr(long t) { return localTime(kDisplayTime, t <= 0 ? time(nullptr) : t); }
+
+int getFileDate(std::string path, std::string& out) {
+  out.clear();
+  struct stat status = {};
+  if (stat(path.c_str(), &status) != 0) {
+    gLog.ilog("get file date error(%s)", C(path));
+    return -1;
+  }
+  out = localTime(kDisplayTime, status.st_mtime);
+  return 0;
+}
+
+int convDate(const char* compact, char* display) {
+  constexpr char kForm[] = "YYYY/MM/DD hh:mm:ss";
+  for (const char* c = kForm; *c != '\0'; ++c) {
+    *display++ = isalpha(static_cast<unsigned char>(*c)) != 0 ? *compact++ : *c;
+  }
+  *display = '\0';
+  return 0;
+}
+
+double elapsedTime() {
+  timeval now = {};
+  gettimeofday(&now, nullptr);
+  return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_usec) * 1e-6;
+}
+
+int getch() {
+  char line[kPieceBytes];
+  // The end of the input is as good as a line.
+  static_cast<void>(fgets(line, sizeof line, stdin) != nullptr);
+  return 0;
+}
+
+int logList(std::string prefix, std::list<std::string>& lines) {
+  for (const std::string& line : lines) gLog.ilog("%s:%s", C(prefix), C(line));
+  return 1;
+}
+
+int atOnce(std::string key, std::map<std::string, int>* counts, int limit) {
+  static std::map<std::string, int> processCounts;
+  int& count = (counts == nullptr ? processCounts : *counts)[key];
+  if (count > limit) return 0;
+  ++count;
+  return 1;
 }

@@ -1,8 +1,9 @@
 #pragma once
 
 /// @file
-/// The common library's free functions: command execution, paths, strings and values, file trees.
-/// The templates among them stand in common_template.h.
+/// The common library's free functions: command execution, paths, strings and values, file trees,
+/// file lists and sizes, time, numbers and console. The templates among them stand in
+/// common_template.h.
 ///
 /// Most functions come in a character-pointer and a string form; the string form passes its
 /// characters to the pointer form. Unless said otherwise an int result is 0 for success and -1 for
@@ -12,7 +13,9 @@
 #include <cstdarg>
 #include <cstring>  // GNU basename
 #include <list>
+#include <map>
 #include <string>
+#include <vector>
 
 // ---- Command execution ---------------------------------------------------------------------
 
@@ -72,6 +75,13 @@ std::string parentPath(std::string path);
 bool isFullPath(const char* path);
 bool isFullPath(std::string path);
 
+/// The text after the last slash; `dir` receives the text before it, "/" when that is the first
+/// character, and the empty string when there is no slash. Paths of any length are taken whole.
+/// Null gives empty strings, unlogged. A lone `const char*` reaches the C library's `basename`.
+std::string basename(const char* path, std::string& dir);
+std::string basename(std::string path);
+std::string basename(std::string path, std::string& dir);
+
 /// Removes one trailing slash, from "/" too. In place: 0, or -1 for null; as a copy: the empty
 /// string for null. Unlogged.
 int eraseLastSlash(char* path);
@@ -80,9 +90,13 @@ std::string eraseLastSlash(const char* path);
 /// The working directory, "." when it cannot be had or is longer than 4095 bytes.
 std::string getCwd();
 
-/// The last component without its extension, the part from its last "." on. Null gives the empty
-/// string, unlogged.
+/// The last component of `path` taken apart at its last ".": the name before it, the extension
+/// after it. Without a dot all of it is the name; ".profile" has the empty name. Null gives empty
+/// strings; only `retrieveExt2` logs it.
+std::string retrieveName(const char* path, std::string& ext);
 std::string retrieveName2(const char* path);
+std::string retrieveExt(const char* path, std::string& name);
+std::string retrieveExt2(const char* path);
 
 /// True when `path` exists, links followed, and the directory bit of its mode (040000) is set, as
 /// it is for block devices and sockets too. Null gives false, unlogged.
@@ -93,6 +107,26 @@ bool isDir(std::string path);
 bool isFile(const char* path);
 bool isFile(std::string path);
 
+/// True when `access` with the real user and group grants `mode`. Null is logged as "filename is
+/// NULL , mode=%08x". `isExecutable` asks for read and execute (5), `isReadable` for read (4).
+bool isAccessible(const char* path, int mode);
+bool isExecutable(const char* path);
+bool isExecutable(std::string path);
+bool isReadable(const char* path);
+bool isReadable(std::string path);
+
+/// True when `text`, which must not be null, holds one of * [ ] ?
+bool hasWildCard(const char* text);
+bool hasWildCard(std::string text);
+
+/// First output line of "uname -n" and "domainname"; empty when there is none. Run by
+/// `execGetLines`, whose log lines they leave.
+std::string getHostname();
+std::string getDomainname();
+
+/// True when the real user is root.
+bool isAdmin();
+
 // ---- Strings and values --------------------------------------------------------------------
 
 /// The texts of printf-style arguments, whichever kind of text they are.
@@ -100,15 +134,57 @@ inline const char* C(const char* s) { return s; }
 inline const char* C(std::string& s) { return s.c_str(); }
 inline const char* C(const std::string& s) { return s.c_str(); }
 
+/// Removes white space at both ends in place. Null does nothing, unlogged. The string form returns
+/// the string's characters.
+void trim(char* text);
+char* trim(std::string& text);
+
+/// `text` without one pair of enclosing double quotes. One lone double quote gives the empty text.
+std::string trimQuote(const char* text);
+
+/// Lowers the letters in place. Null does nothing, unlogged.
+void toLowerStr(char* text);
+
+/// The text after the first "=" of `line`, trimmed in place; it stands in `line`. Without "=" an
+/// empty text outside of it. `line` must not be null.
+char* getValue(char* line);
+
+/// `split` (common_template.h) into a vector.
+int split(const char* text, const char* delim, std::vector<std::string>& out, int count);
+
+/// Splits at the first "=": `key` is trimmed, `value` is not. Both are empty when there is none.
+/// Returns 1; 0 for null.
+int splitKeyVal(const char* line, std::string& key, std::string& value);
+
+/// `text`, which must not be null, with every `quote` doubled.
+std::string quoteEsc(const char* text, char quote);
+std::string quoteEsc(std::string text, char quote);
+
 /// `text` with a backslash before each of " ' tab space ( ) | < > & # ^ ` { } $ \ and, when `wild`
 /// is not 0, before * ? [ ]. All else passes, among it the semicolon, "!", "~", "=" and the line
 /// feed: a text from an untrusted source is not safe in a command line. `text` must not be null.
 std::string shellEsc(const char* text, int wild);
 std::string shellEsc(const std::string& text, int wild);
 
-/// True when every character is a decimal digit, and for the empty text.
+/// True when the shell pattern matches `name` whole. A "/" is matched by a "/" only; a backslash is
+/// an ordinary character.
+bool matchWild(const char* pattern, const char* name);
+
+/// The longest text that both begin with.
+std::string matchedString(const char* a, const char* b);
+
+/// True when the last `n` characters are the same but for case; `n` of 0 or less means all of `b`.
+/// A text shorter than `n` gives false.
+bool compareRightNoCase(const std::string& a, const std::string& b, int n);
+
+/// True for "YES", "TRUE", "ON" in any case and for "1", without blanks around.
+bool conv2Bool(const char* text);
+
+/// True when every character is a decimal digit or a letter respectively, and for the empty text.
 bool isNumeric(const char* text);
 bool isNumeric(std::string text);
+bool isAlpha(const char* text);
+bool isAlpha(std::string text);
 
 /// Removes one line feed from the end of `line`, then one carriage return. Returns 0, or -1 for
 /// null.
@@ -116,6 +192,15 @@ int eraseLastCRLF(char* line);
 
 /// Value of an environment variable, empty when it is not set.
 std::string getEnvValue(const char* name);
+
+/// `text` with references to environment variables replaced by their values, which are not
+/// replaced again: $NAME of letters, digits and "_" (no braces), and %NAME% of any characters; "%%"
+/// gives "%". A "$" before anything else and a "%" without a second one stay. Undefined variables
+/// are empty. Null gives the empty string, unlogged.
+std::string replaceEnvValue(const char* text);
+
+/// The value of `key`, or an empty text. It belongs to `table`, which is not changed.
+const char* lookupString(const std::map<std::string, std::string>& table, const char* key);
 
 /// printf into a string, whole. When memory for it cannot be had, the text is cut; null, or a
 /// format that printf rejects, gives what there is of it.
@@ -146,3 +231,92 @@ int removeFiles(const char* path, int recursive);
 /// for "/" and when a directory cannot be made (not recursive: also when it exists). Unlogged.
 int makeDir(std::string path, int recursive);
 int makeDir(char* path, int recursive);
+
+/// Gives `dst` the times, owner and mode of `src`, as far as the system lets it, and makes it as a
+/// directory with its parents when it is missing; nothing is copied. 1, or 0 with a log line when
+/// `src` cannot be examined, `dst` is a file (MXL90001L) or cannot be made (MXL90002L).
+int dupDir(const char* src, const char* dst);
+
+/// Unlinks the name that `shellEsc(path, 0)` gives, so that a name with characters that it escapes
+/// is not found. 0 when a file was removed, else -1; a null path gives -1. `flag` is not used.
+/// Unlogged.
+int rmTempFile(std::string path, int flag);
+int rmTempFile(char* path, int flag);
+
+// ---- File lists and sizes ------------------------------------------------------------------
+
+/// Sum of the sizes in bytes of the files among `paths` and, with `recursive` 1, of those in the
+/// directories among them, at any depth; directories themselves count nothing. A file that cannot
+/// be examined counts nothing and is logged as by `getFileSize`, with a trace line besides.
+///
+/// Links are followed: what they lead to is counted as often as they lead there. Where a directory
+/// entry's own type says what it is, that is believed.
+long long getTotalFileSize(const std::list<std::string>& paths, int recursive);
+
+/// Kilobytes that "du -sk" prints for `dir`, 0 when it prints none; -1 for null, unlogged.
+///
+/// `dir` stands in the shell command as it is: every character that the shell knows has its
+/// meaning, and the command is cut at 1023 bytes. It must not come from an untrusted source.
+int getDirSize(const char* dir);
+
+/// Deliberately goes on only for a `dir` that does not exist, as for a text that the shell expands:
+/// -1 when it is empty or exists, or when a line that "ls -1" prints for it exists; else 0. `size`
+/// receives a byte count, which is 0. With `patterns` not 0, "ls" also gets the patterns
+/// urgent.*.tar (appended to `dir`), *.txt and express.*.tar.
+///
+/// `dir` stands in the shell command as it is, whatever its length. It must not come from an
+/// untrusted source.
+int getDirFileSize(std::string dir, int& size, int patterns);
+
+/// Kilobytes that are free on the file system of `path`, by "df" and "perl"; -1 for null and when
+/// they print less than two lines. Unlogged.
+///
+/// `path` stands in the shell command as it is, which is cut at 1023 bytes. It must not come from
+/// an untrusted source.
+int getFreeSize(const char* path);
+
+/// Size of a file in bytes, links followed; -1 with the line "get file size error(%s,%s)" when it
+/// cannot be examined, as for null.
+long long getFileSize(const char* file);
+
+/// The directory that all `paths` share: of each path that is no directory its parent, compared
+/// component by component. A difference does not end the comparison, deliberately: /a/x/c and
+/// /a/y/c share /a/c. An empty list gives the empty string. Trace lines show each path and the
+/// result.
+std::string acquireSamePrefix(std::list<std::string>& paths);
+
+// ---- Time, numbers and console -------------------------------------------------------------
+
+/// `out` receives `value` in decimal with a "," between groups of three characters, the sign
+/// counted as one: -123456 gives "-,123,456". Returns the characters of `out`.
+char* commas(long long value, std::string& out);
+
+/// `out` receives the local time of `t` (seconds since the epoch; 0 means now) as
+/// "YYYYMMDDhhmmss". Returns the time used. A time without a local form gives the empty text.
+long getTimeStr(std::string& out, long t);
+
+/// The local time of `t` (0 and, unlike above, negative values mean now) as "YYYY/MM/DD hh:mm:ss".
+std::string getTimeStr(long t);
+
+/// `out` receives the time of the last change of the file's content as "YYYY/MM/DD hh:mm:ss", links
+/// followed. 0, or -1 with the line "get file date error(%s)" and an empty `out` when the file
+/// cannot be examined.
+int getFileDate(std::string path, std::string& out);
+
+/// Turns "YYYYMMDDhhmmss" into "YYYY/MM/DD hh:mm:ss" by position. `compact` holds 14 characters,
+/// `display` has room for 20 bytes; neither is checked. Returns 0.
+int convDate(const char* compact, char* display);
+
+/// Seconds since the epoch with microseconds, for differences.
+double elapsedTime();
+
+/// Waits for a line on standard input (not for a key) and drops it, up to 1023 bytes of it; 0, at
+/// the end of the input too.
+int getch();
+
+/// Writes every line as an information line "prefix:line". Returns 1.
+int logList(std::string prefix, std::list<std::string>& lines);
+
+/// 1 for the first `limit` + 1 calls with this `key`, then 0. The calls are counted in `counts`, or
+/// when it is null in a map of the process that never forgets a key.
+int atOnce(std::string key, std::map<std::string, int>* counts, int limit);

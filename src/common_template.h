@@ -3,6 +3,10 @@
 /// @file
 /// The templates of the common library.
 
+#include <dirent.h>
+
+#include <cstring>
+#include <memory>
 #include <string>
 #include <utility>
 
@@ -33,6 +37,27 @@ int splitInto(const std::string& text, const std::string& delim, Sequence& out, 
   out = std::move(fields);
   return static_cast<int>(out.size());
 }
+
+/// A directory that is being read.
+struct CloseDirectory {
+  void operator()(DIR* directory) const { closedir(directory); }
+};
+using Directory = std::unique_ptr<DIR, CloseDirectory>;
+
+/// What `isDir` says of the entries of one directory, from their own types where those suffice.
+class EntryTypes {
+ public:
+  /// `dir` is the directory's name without trailing slashes.
+  explicit EntryTypes(std::string dir);
+
+  bool isDirectory(const dirent& entry, const std::string& fullName);
+
+ private:
+  bool canBeExamined(const std::string& fullName);
+
+  std::string m_dir;
+  enum { kUnknown, kYes, kNo } m_searchable = kUnknown;
+};
 
 }  // namespace common_template
 
@@ -67,4 +92,41 @@ int split(const char* text, const char* delim, List& out, int count) {
     return 0;
   }
   return common_template::splitInto(text, delim, out, count);
+}
+
+/// Lists `dir` without "." and "..", in the system's order, into `out`, and returns the number of
+/// names: bare ones, or "dir/name" when `fullPath` is not 0. With `dirsOnly` 1 only directories;
+/// otherwise all that are none, and with `withDirs` not 0 directories too. Links count as what they
+/// lead to, sockets and block devices as directories.
+///
+/// -1 when `dir` is null (logged), no directory (`out` is then untouched), or cannot be opened; "/"
+/// itself cannot, since its trailing slash is removed, and neither can names of 4096 bytes or more.
+template <class List>
+int getFileList(List& out, const char* dir, int fullPath, int withDirs, int dirsOnly) {
+  if (dir == nullptr) {
+    common_template::kSource.invalidParam(118);
+    return -1;
+  }
+  if (!isDir(dir)) return -1;
+  std::string name = dir;
+  out.clear();
+  while (!name.empty() && name.back() == '/') name.pop_back();
+  const common_template::Directory directory(opendir(name.c_str()));
+  if (directory == nullptr) return -1;
+
+  common_template::EntryTypes types(name);
+  const bool all = dirsOnly != 1 && withDirs != 0;
+  std::string fullName = name + "/";
+  const auto prefix = fullName.size();
+  while (const dirent* entry = readdir(directory.get())) {
+    if (strcmp(entry->d_name, ".") == 0 || strcmp(entry->d_name, "..") == 0) continue;
+    fullName.replace(prefix, std::string::npos, entry->d_name);
+    if (!all && types.isDirectory(*entry, fullName) != (dirsOnly == 1)) continue;
+    if (fullPath != 0) {
+      out.push_back(fullName);
+    } else {
+      out.push_back(entry->d_name);
+    }
+  }
+  return static_cast<int>(out.size());
 }

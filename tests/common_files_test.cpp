@@ -1,3 +1,4 @@
+#include <fcntl.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
@@ -243,6 +244,135 @@ TEST_F(Trees, ThePointerFormIsTheSame) {
   EXPECT_EQ(makeDir(path, 1), 0);
   EXPECT_TRUE(isDir(path));
   EXPECT_EQ(makeDir(static_cast<char*>(nullptr), 1), -1);
+}
+
+// ---- dupDir ------------------------------------------------------------------------------------
+
+struct stat statusOf(const std::string& path) {
+  struct stat status = {};
+  EXPECT_EQ(stat(path.c_str(), &status), 0) << path;
+  return status;
+}
+
+class DupDir : public Trees {
+ protected:
+  DupDir() : src(scratch.file("src")), dst(scratch.file("dst")) {
+    EXPECT_EQ(mkdir(src.c_str(), 0700), 0);
+    writeFile(src + "/content", "");
+    chmod(src.c_str(), 02751);
+    const timespec times[2] = {{1000000000, 5}, {1100000000, 7}};
+    EXPECT_EQ(utimensat(AT_FDCWD, src.c_str(), times, 0), 0);
+    EXPECT_EQ(chown(src.c_str(), geteuid() == 0 ? 12 : -1, geteuid() == 0 ? 34 : -1), 0);
+    chmod(src.c_str(), 02751);
+  }
+
+  int dup() const { return dupDir(src.c_str(), dst.c_str()); }
+
+  void expectSame() const {
+    const struct stat from = statusOf(src);
+    const struct stat to = statusOf(dst);
+    EXPECT_EQ(to.st_atime, 1000000000);
+    EXPECT_EQ(to.st_mtime, 1100000000);
+    EXPECT_EQ(to.st_uid, from.st_uid);
+    EXPECT_EQ(to.st_gid, from.st_gid);
+    EXPECT_EQ(to.st_mode, from.st_mode);
+  }
+
+  std::string src;
+  std::string dst;
+};
+
+TEST_F(DupDir, AnExistingDirectoryTakesTimesOwnerAndMode) {
+  ASSERT_EQ(mkdir(dst.c_str(), 0700), 0);
+  EXPECT_EQ(dup(), 1);
+  expectSame();
+  EXPECT_TRUE(namesIn(dst).empty());
+  EXPECT_EQ(logged(), Lines{});
+}
+
+TEST_F(DupDir, AMissingDirectoryIsMadeWithItsParents) {
+  dst = scratch.file("a/b/dst");
+  EXPECT_EQ(dup(), 1);
+  expectSame();
+  EXPECT_NE(modeOf(scratch.file("a")), 02751u) << "only the last one takes the mode";
+}
+
+TEST_F(DupDir, AFileMayBeTheSource) {
+  writeFile(scratch.file("file"), "", 0640);
+  src = scratch.file("file");
+  EXPECT_EQ(dup(), 1);
+  EXPECT_TRUE(isDir(dst));
+  EXPECT_EQ(modeOf(dst), 0640u);
+}
+
+TEST_F(DupDir, NullArguments) {
+  EXPECT_EQ(dupDir(nullptr, dst.c_str()), 0);
+  EXPECT_EQ(dupDir(src.c_str(), nullptr), 0);
+  EXPECT_EQ(logged(), Lines(2, "[I](common:370):invalid param"));
+}
+
+TEST_F(DupDir, ASourceThatCannotBeExamined) {
+  src = scratch.file("missing");
+  EXPECT_EQ(dup(), 0);
+  EXPECT_EQ(logged(),
+            Lines{"[I](common:379):failed to stat():" + src + ",No such file or directory"});
+  EXPECT_FALSE(exists(dst));
+}
+
+TEST_F(DupDir, AFileInTheDirectorysPlace) {
+  writeFile(dst, "");
+  EXPECT_EQ(dup(), 0);
+  EXPECT_EQ(logged(), Lines{"MXL90001L:destination:" + dst + " is already exist and it's file"});
+}
+
+TEST_F(DupDir, ADirectoryThatCannotBeMade) {
+  writeFile(scratch.file("file"), "");
+  dst = scratch.file("file/dst");
+  EXPECT_EQ(dup(), 0);
+  EXPECT_EQ(logged(), Lines{"MXL90002L:failed to makeDir():" + dst});
+}
+
+TEST_F(DupDir, WhatTheSystemForbidsIsNoFailure) {
+  if (geteuid() != 0) GTEST_SKIP() << "only root can have a source of another owner";
+  ASSERT_EQ(mkdir(dst.c_str(), 0777), 0);
+  chmod(scratch.path().c_str(), 0777);
+  const int status = inChild([&] {
+    dropPrivileges();
+    return dup() == 1 ? 0 : 1;
+  });
+  EXPECT_EQ(exitCode(status), 0);
+  EXPECT_EQ(statusOf(dst).st_uid, 0u);
+}
+
+// ---- rmTempFile --------------------------------------------------------------------------------
+
+TEST_F(Trees, TemporaryFilesAreUnlinked) {
+  char pointer[256];
+  writeFile(scratch.file("file"), "");
+  EXPECT_EQ(rmTempFile(scratch.file("file"), 0), 0);
+  EXPECT_FALSE(exists(scratch.file("file")));
+  EXPECT_EQ(rmTempFile(scratch.file("file"), 0), -1);
+
+  writeFile(scratch.file("file"), "");
+  strcpy(pointer, scratch.file("file").c_str());
+  EXPECT_EQ(rmTempFile(pointer, 1), 0);
+  EXPECT_FALSE(exists(scratch.file("file")));
+  EXPECT_EQ(rmTempFile(pointer, 1), -1);
+
+  EXPECT_EQ(rmTempFile(scratch.path(), 0), -1) << "a directory";
+  EXPECT_EQ(rmTempFile(static_cast<char*>(nullptr), 0), -1);
+  EXPECT_EQ(logged(), Lines{});
+}
+
+TEST_F(Trees, TemporaryFilesAreSoughtUnderTheQuotedName) {
+  writeFile(scratch.file("a b"), "");
+  EXPECT_EQ(rmTempFile(scratch.file("a b"), 0), -1);
+  EXPECT_TRUE(exists(scratch.file("a b")));
+  writeFile(scratch.file("a\\ b"), "");
+  EXPECT_EQ(rmTempFile(scratch.file("a b"), 0), 0);
+  EXPECT_FALSE(exists(scratch.file("a\\ b")));
+  writeFile(scratch.file("a*"), "");
+  EXPECT_EQ(rmTempFile(scratch.file("a*"), 0), 0) << "wild cards are not quoted";
 }
 
 }  // namespace

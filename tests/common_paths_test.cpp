@@ -151,23 +151,87 @@ TEST_F(Paths, AWorkingDirectoryTooDeepIsADot) {
   EXPECT_EQ(exitCode(status), 0);
 }
 
-TEST_F(Paths, NameWithoutExtension) {
+TEST_F(Paths, LastComponent) {
   struct {
     const char* path;
     const char* name;
-  } const rows[] = {{"/x/archive.tar.gz", "archive.tar"},
-                    {"/x.d/file", "file"},
-                    {"a.b", "a"},
-                    {".profile", ""},
-                    {"a.", "a"},
-                    {"", ""},
-                    {"/", ""},
-                    {"/a.b/", ""},
-                    {"src/common.cpp", "common"},
-                    {"..", "."}};
-  for (const auto& row : rows) EXPECT_EQ(retrieveName2(row.path), row.name) << row.path;
+    const char* dir;
+  } const rows[] = {{"/a/b", "b", "/a"},  {"/a/b/", "", "/a/b"}, {"/", "", "/"}, {"/a", "a", "/"},
+                    {"file", "file", ""}, {"a/b", "b", "a"},     {"", "", ""},   {"//a", "a", "/"},
+                    {"a//b", "b", "a/"},  {"a/", "", "a"},       {"//", "", "/"}};
+  for (const auto& row : rows) {
+    std::string dir = "before";
+    EXPECT_EQ(basename(row.path, dir), row.name) << row.path;
+    EXPECT_EQ(dir, row.dir) << row.path;
+    dir = "before";
+    EXPECT_EQ(basename(std::string(row.path), dir), row.name) << row.path;
+    EXPECT_EQ(dir, row.dir) << row.path;
+    EXPECT_EQ(basename(std::string(row.path)), row.name) << row.path;
+  }
+  std::string dir = "before";
+  EXPECT_EQ(basename(kNull, dir), "");
+  EXPECT_EQ(dir, "");
+  EXPECT_EQ(logged(), Lines{});
+  EXPECT_STREQ(basename("/a/b/"), "") << "the C library's";
+}
+
+TEST_F(Paths, LastComponentOfALongPath) {
+  for (const size_t length : {4094, 4095, 4096, 4097, 100000}) {
+    const std::string name(length - 3, 'n');
+    std::string dir;
+    EXPECT_EQ(basename(("/d/" + name).c_str(), dir), name) << length;
+    EXPECT_EQ(dir, "/d");
+    EXPECT_EQ(basename(name + "/x", dir), "x");
+    EXPECT_EQ(dir, name);
+  }
+}
+
+TEST_F(Paths, LastComponentOfItsOwnDirectory) {
+  std::string dir = "/a long directory name, not kept within the string/b";
+  EXPECT_EQ(basename(dir.c_str(), dir), "b");
+  EXPECT_EQ(dir, "/a long directory name, not kept within the string");
+}
+
+TEST_F(Paths, NameAndExtension) {
+  struct {
+    const char* path;
+    const char* name;
+    const char* ext;
+  } const rows[] = {{"/x/archive.tar.gz", "archive.tar", "gz"},
+                    {"/x.d/file", "file", ""},
+                    {"a.b", "a", "b"},
+                    {".profile", "", "profile"},
+                    {"a.", "a", ""},
+                    {"", "", ""},
+                    {"/", "", ""},
+                    {"/a.b/", "", ""},
+                    {"src/common.cpp", "common", "cpp"},
+                    {"..", ".", ""},
+                    {"/x/.", "", ""}};
+  for (const auto& row : rows) {
+    std::string name = "before";
+    std::string ext = "before";
+    EXPECT_EQ(retrieveName(row.path, ext), row.name) << row.path;
+    EXPECT_EQ(ext, row.ext) << row.path;
+    EXPECT_EQ(retrieveExt(row.path, name), row.ext) << row.path;
+    EXPECT_EQ(name, row.name) << row.path;
+    EXPECT_EQ(retrieveName2(row.path), row.name) << row.path;
+    EXPECT_EQ(retrieveExt2(row.path), row.ext) << row.path;
+  }
+  EXPECT_EQ(logged(), Lines{});
+}
+
+TEST_F(Paths, NameAndExtensionOfNull) {
+  std::string name = "before";
+  std::string ext = "before";
+  EXPECT_EQ(retrieveName(kNull, ext), "");
+  EXPECT_EQ(ext, "");
+  EXPECT_EQ(retrieveExt(kNull, name), "");
+  EXPECT_EQ(name, "");
   EXPECT_EQ(retrieveName2(kNull), "");
   EXPECT_EQ(logged(), Lines{});
+  EXPECT_EQ(retrieveExt2(kNull), "");
+  EXPECT_EQ(logged(), Lines{"[I](common:267):invalid param"});
 }
 
 // Every kind of entry, and whether it counts as a directory; missing ones are neither.
@@ -211,6 +275,104 @@ TEST_F(Paths, DirectoriesAndFiles) {
   EXPECT_EQ(logged(), Lines{});
   EXPECT_FALSE(isFile(kNull));
   EXPECT_EQ(logged(), Lines{"[I](common:1286):invalid param"});
+}
+
+TEST_F(Paths, Access) {
+  chmod(scratch.path().c_str(), 0755);
+  for (const mode_t mode : {0, 1, 2, 3, 4, 5, 6, 7}) {
+    writeFile(scratch.file(std::to_string(mode)), "", mode * 0111);
+  }
+  const int status = inChild([&] {
+    dropPrivileges();
+    for (int mode = 0; mode < 8; ++mode) {
+      const std::string path = scratch.file(std::to_string(mode));
+      const bool reads = (mode & 4) != 0;
+      const bool readsAndExecutes = (mode & 5) == 5;
+      if (isReadable(path) != reads || isReadable(path.c_str()) != reads) return 1;
+      if (isExecutable(path) != readsAndExecutes) return 2;
+      if (isExecutable(path.c_str()) != readsAndExecutes) return 3;
+      for (int asked = 0; asked < 8; ++asked) {
+        if (isAccessible(path.c_str(), asked) != ((mode & asked) == asked)) return 4;
+      }
+    }
+    return 0;
+  });
+  EXPECT_EQ(exitCode(status), 0);
+  EXPECT_FALSE(isReadable(scratch.file("missing")));
+  EXPECT_FALSE(isAccessible(scratch.file("missing").c_str(), 0));
+  EXPECT_FALSE(isReadable(""));
+  EXPECT_EQ(logged(), Lines{});
+}
+
+TEST_F(Paths, AccessIsCheckedForTheRealUser) {
+  if (geteuid() != 0) GTEST_SKIP() << "only root can have another effective user";
+  chmod(scratch.path().c_str(), 0755);
+  writeFile(scratch.file("roots"), "", 0400);
+  const int status = inChild([&] {
+    if (setresuid(65534, 0, 0) != 0) return 1;
+    return isReadable(scratch.file("roots")) || isAdmin() ? 2 : 0;
+  });
+  EXPECT_EQ(exitCode(status), 0);
+}
+
+TEST_F(Paths, AccessToNull) {
+  EXPECT_FALSE(isAccessible(kNull, 0x1f));
+  EXPECT_FALSE(isExecutable(kNull));
+  EXPECT_FALSE(isReadable(kNull));
+  EXPECT_EQ(logged(), (Lines{"[I](common:1039):filename is NULL , mode=0000001f",
+                             "[I](common:1039):filename is NULL , mode=00000005",
+                             "[I](common:1039):filename is NULL , mode=00000004"}));
+}
+
+TEST_F(Paths, WildCards) {
+  for (const char* text : {"*", "a[b", "a]b", "?", "/a/*.log", "\\*"}) {
+    EXPECT_TRUE(hasWildCard(text)) << text;
+    EXPECT_TRUE(hasWildCard(std::string(text))) << text;
+  }
+  for (const char* text : {"", "abc", "{a,b}", "a!b", "~", "\\"}) {
+    EXPECT_FALSE(hasWildCard(text)) << text;
+    EXPECT_FALSE(hasWildCard(std::string(text))) << text;
+  }
+}
+
+TEST_F(Paths, Names) {
+  char name[256] = "";
+  ASSERT_EQ(gethostname(name, sizeof name), 0);
+  EXPECT_EQ(getHostname(), name);
+  EXPECT_EQ(newlyLogged("MXL90004L:com"), Lines{"MXL90004L:com=uname -n 2>/dev/null"});
+
+  // The first line counts, whatever the command's exit code is.
+  writeFile(scratch.file("uname"), "#!/bin/sh\n[ \"$*\" = -n ] && echo h1\necho h2\nexit 3\n",
+            0755);
+  writeFile(scratch.file("domainname"), "#!/bin/sh\necho d1.example\necho d2\nexit 3\n", 0755);
+  const std::string path = getenv("PATH");
+  {
+    const Environment commands("PATH", scratch.path() + ":" + path);
+    traceOn();
+    EXPECT_EQ(getHostname(), "h1");
+    EXPECT_EQ(newlyLogged("[T](common:1359)"),
+              Lines{"[T](common:1359):execGetLines():count=1,uname -n 2>/dev/null"});
+    EXPECT_EQ(getDomainname(), "d1.example");
+    EXPECT_EQ(newlyLogged("[T](common:1359)"),
+              Lines{"[T](common:1359):execGetLines():count=1,domainname 2>/dev/null"});
+  }
+  // A command that prints nothing, or is not there, gives the empty name.
+  writeFile(scratch.file("uname"), "#!/bin/sh\n", 0755);
+  const Environment commands("PATH", scratch.path());
+  EXPECT_EQ(getHostname(), "");
+  unlink(scratch.file("uname").c_str());
+  EXPECT_EQ(getHostname(), "");
+}
+
+TEST_F(Paths, Administrators) {
+  EXPECT_EQ(isAdmin(), getuid() == 0);
+  EXPECT_EQ(exitCode(inChild([] {
+              dropPrivileges();
+              return isAdmin() ? 1 : 0;
+            })),
+            0);
+  // Root in a namespace of its own, whoever runs this.
+  EXPECT_EQ(exitCode(inChild([] { return enterPrivateNamespace() && isAdmin() ? 0 : 1; })), 0);
 }
 
 }  // namespace

@@ -1,7 +1,17 @@
 #include "common_template.h"
 
+#include <dirent.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/sysmacros.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstring>
 #include <vector>
 
+#include "Process.h"
 #include "Scratch.h"
 
 namespace {
@@ -72,10 +82,212 @@ TEST_F(Templates, SplitIntoAList) {
   EXPECT_EQ(logged(), Lines{"[I](common_template:267):invalid param"});
 }
 
+TEST_F(Templates, SplitIntoAVector) {
+  for (const SplitRow& row : kSplitRows) {
+    std::vector<std::string> out = {"old"};
+    EXPECT_EQ(split(row.text, row.delim, out, row.count), static_cast<int>(row.fields.size()));
+    EXPECT_EQ(out, row.fields) << row.text << " " << row.delim << " " << row.count;
+  }
+  EXPECT_EQ(logged(), Lines{});
+  std::vector<std::string> out = {"old"};
+  EXPECT_EQ(split(kNull, ",", out, 4), 0);
+  EXPECT_TRUE(out.empty());
+  EXPECT_EQ(logged(), Lines{"[I](common:2232):invalid param"});
+}
+
 TEST_F(Templates, ATextMayStandInTheListItIsSplitInto) {
   std::list<std::string> out = {"a long text that is not kept within the string,b"};
   EXPECT_EQ(split(out.front().c_str(), ",", out, 0), 2);
   EXPECT_EQ(out, (std::list<std::string>{"a long text that is not kept within the string", "b"}));
+}
+
+// ---- getFileList -------------------------------------------------------------------------------
+
+class FileList : public LogTest {
+ protected:
+  // A directory with every kind of entry.
+  FileList() : dir(scratch.file("dir")) {
+    mkdir(dir.c_str(), 0755);
+    writeFile(dir + "/f1", "12345");
+    writeFile(dir + "/f 2", "");
+    writeFile(dir + "/.hidden", "");
+    mkfifo((dir + "/fifo").c_str(), 0600);
+    mkdir((dir + "/sub").c_str(), 0755);
+    writeFile(dir + "/sub/below", "");
+    EXPECT_EQ(symlink("f1", (dir + "/to file").c_str()), 0);
+    EXPECT_EQ(symlink("sub", (dir + "/to dir").c_str()), 0);
+    EXPECT_EQ(symlink("missing", (dir + "/dangling").c_str()), 0);
+    const int listener = socket(AF_UNIX, SOCK_DGRAM, 0);
+    sockaddr_un address = {};
+    address.sun_family = AF_UNIX;
+    strcpy(address.sun_path, (dir + "/socket").c_str());
+    EXPECT_EQ(bind(listener, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+    close(listener);
+  }
+
+  // The listing in alphabetical order; its number is checked.
+  Lines list(int fullPath, int withDirs, int dirsOnly) {
+    std::list<std::string> out = {"old"};
+    const int count = getFileList(out, dir.c_str(), fullPath, withDirs, dirsOnly);
+    EXPECT_EQ(count, static_cast<int>(out.size()));
+    out.sort();
+    return Lines(out.begin(), out.end());
+  }
+
+  std::string dir;
+};
+
+TEST_F(FileList, FilesDirectoriesOrBoth) {
+  const Lines files = {".hidden", "dangling", "f 2", "f1", "fifo", "to file"};
+  // A socket counts as a directory.
+  const Lines directories = {"socket", "sub", "to dir"};
+  const Lines both = {".hidden", "dangling", "f 2",    "f1",     "fifo",
+                      "socket",  "sub",      "to dir", "to file"};
+  EXPECT_EQ(list(0, 0, 0), files);
+  EXPECT_EQ(list(0, 1, 0), both);
+  EXPECT_EQ(list(0, -1, 0), both);
+  EXPECT_EQ(list(0, 0, 1), directories);
+  EXPECT_EQ(list(0, 1, 1), directories);
+  EXPECT_EQ(list(0, 0, 2), files) << "only 1 means directories only";
+  EXPECT_EQ(list(0, 1, 2), both);
+  EXPECT_EQ(logged(), Lines{});
+}
+
+TEST_F(FileList, DevicesAreToldApart) {
+  std::list<std::string> files;
+  EXPECT_GT(getFileList(files, "/dev", 0, 0, 0), 0);
+  EXPECT_EQ(std::count(files.begin(), files.end(), "null"), 1);
+  EXPECT_EQ(std::count(files.begin(), files.end(), "shm"), 0);
+  if (mknod((dir + "/block").c_str(), S_IFBLK | 0600, makedev(7, 0)) != 0) {
+    GTEST_SKIP() << "only root can make a block device";
+  }
+  const Lines directories = list(0, 0, 1);
+  EXPECT_EQ(std::count(directories.begin(), directories.end(), "block"), 1);
+}
+
+TEST_F(FileList, FullNamesHaveOneSlashBetween) {
+  const Lines expected = {dir + "/socket", dir + "/sub", dir + "/to dir"};
+  EXPECT_EQ(list(1, 0, 1), expected);
+  EXPECT_EQ(list(2, 0, 1), expected);
+  for (const char* slashes : {"/", "//", "///"}) {
+    std::list<std::string> out;
+    EXPECT_EQ(getFileList(out, (dir + slashes).c_str(), 1, 0, 1), 3);
+    out.sort();
+    EXPECT_EQ(Lines(out.begin(), out.end()), expected);
+  }
+}
+
+TEST_F(FileList, TheSystemsOrderIsKept) {
+  for (int i = 0; i < 200; ++i) writeFile(dir + "/" + std::to_string(i * 7919), "");
+  Lines expected;
+  DIR* directory = opendir(dir.c_str());
+  while (const dirent* entry = readdir(directory)) {
+    if (entry->d_name != std::string(".") && entry->d_name != std::string("..")) {
+      expected.push_back(entry->d_name);
+    }
+  }
+  closedir(directory);
+  std::list<std::string> out;
+  getFileList(out, dir.c_str(), 0, 1, 0);
+  EXPECT_EQ(Lines(out.begin(), out.end()), expected);
+}
+
+TEST_F(FileList, AnyListServes) {
+  std::vector<std::string> out = {"old"};
+  EXPECT_EQ(getFileList(out, (dir + "/sub").c_str(), 0, 0, 0), 1);
+  EXPECT_EQ(out, Lines{"below"});
+}
+
+TEST_F(FileList, AnEmptyDirectory) {
+  ASSERT_EQ(mkdir(scratch.file("empty").c_str(), 0700), 0);
+  std::list<std::string> out = {"old"};
+  EXPECT_EQ(getFileList(out, scratch.file("empty").c_str(), 0, 1, 0), 0);
+  EXPECT_TRUE(out.empty());
+}
+
+TEST_F(FileList, WhatIsNoDirectoryLeavesTheListAlone) {
+  std::list<std::string> out = {"old"};
+  for (const std::string& path :
+       {dir + "/f1", dir + "/missing", dir + "/dangling", std::string()}) {
+    EXPECT_EQ(getFileList(out, path.c_str(), 0, 1, 0), -1) << path;
+    EXPECT_EQ(out, std::list<std::string>{"old"});
+  }
+  EXPECT_EQ(logged(), Lines{});
+  EXPECT_EQ(getFileList(out, nullptr, 0, 1, 0), -1);
+  EXPECT_EQ(out, std::list<std::string>{"old"});
+  EXPECT_EQ(logged(), Lines{"[I](common_template:118):invalid param"});
+}
+
+TEST_F(FileList, WhatCannotBeOpenedGivesAnEmptyList) {
+  chmod(scratch.path().c_str(), 0755);
+  chmod(dir.c_str(), 0311);
+  const int status = inChild([&] {
+    dropPrivileges();
+    std::list<std::string> out = {"old"};
+    return getFileList(out, dir.c_str(), 0, 1, 0) == -1 && out.empty() ? 0 : 1;
+  });
+  EXPECT_EQ(exitCode(status), 0);
+  // A socket counts as a directory, and nothing is left of "/" without its slash.
+  std::list<std::string> out = {"old"};
+  EXPECT_EQ(getFileList(out, (dir + "/socket").c_str(), 0, 1, 0), -1);
+  EXPECT_TRUE(out.empty());
+  EXPECT_EQ(getFileList(out, "/", 0, 1, 0), -1);
+  EXPECT_EQ(getFileList(out, "///", 0, 1, 0), -1);
+  EXPECT_EQ(logged(), Lines{});
+}
+
+TEST_F(FileList, NamesOf4096BytesAreNoDirectories) {
+  std::list<std::string> out = {"old"};
+  const std::string path = dir + std::string(4096, '/');
+  EXPECT_EQ(getFileList(out, path.c_str(), 0, 1, 0), -1);
+  EXPECT_EQ(out, std::list<std::string>{"old"});
+}
+
+TEST_F(FileList, WithoutTheRightToSearchNothingIsKnownToBeADirectory) {
+  chmod(scratch.path().c_str(), 0755);
+  chmod(dir.c_str(), 0444);
+  const int status = inChild([&] {
+    dropPrivileges();
+    std::list<std::string> out;
+    if (getFileList(out, dir.c_str(), 0, 0, 0) != 9) return 1;
+    return getFileList(out, dir.c_str(), 0, 1, 1) == 0 ? 0 : 2;
+  });
+  EXPECT_EQ(exitCode(status), 0);
+}
+
+TEST_F(FileList, NamesTooLongToBeExaminedAreNoDirectories) {
+  // The directory's own name is still short enough, its entries' names are not.
+  const int status = inChild([&] {
+    if (chdir(dir.c_str()) != 0) return 1;
+    std::string path = dir;
+    const std::string name(250, 'd');
+    while (path.size() + name.size() + 1 < 4090) {
+      if (mkdir(name.c_str(), 0700) != 0 || chdir(name.c_str()) != 0) return 2;
+      path += "/" + name;
+    }
+    const size_t left = 4095 - path.size() - 1;
+    const std::string longest(left, 'l');
+    const std::string tooLong(left + 1, 't');
+    if (mkdir(longest.c_str(), 0700) != 0 || mkdir(tooLong.c_str(), 0700) != 0) return 3;
+    std::list<std::string> out;
+    if (getFileList(out, path.c_str(), 0, 0, 1) != 1 || out.front() != longest) return 4;
+    return getFileList(out, path.c_str(), 0, 0, 0) == 1 && out.front() == tooLong ? 0 : 5;
+  });
+  EXPECT_EQ(exitCode(status), 0);
+}
+
+TEST_F(FileList, ADirectoryFromItsOwnList) {
+  std::list<std::string> out = {dir + "/sub"};
+  EXPECT_EQ(getFileList(out, out.front().c_str(), 0, 0, 0), 1);
+  EXPECT_EQ(out, std::list<std::string>{"below"});
+}
+
+TEST_F(FileList, LeavesNoDescriptor) {
+  const auto before = openDescriptors();
+  std::list<std::string> out;
+  getFileList(out, dir.c_str(), 0, 0, 0);
+  getFileList(out, (dir + "/socket").c_str(), 0, 0, 0);
+  EXPECT_EQ(openDescriptors(), before);
 }
 
 }  // namespace

@@ -20,8 +20,9 @@
 #include <cstdlib>
 #include <thread>
 
-// Present in a build for coverage only.
-extern "C" void __gcov_dump() __attribute__((weak));
+#if defined(MOXEL_COVERAGE)
+extern "C" void __gcov_dump();
+#endif
 
 namespace {
 
@@ -41,7 +42,9 @@ pid_t startChild(const std::function<int()>& body) {
   const pid_t child = fork();
   if (child == 0) {
     const int code = body();
-    if (__gcov_dump != nullptr) __gcov_dump();
+#if defined(MOXEL_COVERAGE)
+    __gcov_dump();
+#endif
     _exit(code);
   }
   return child;

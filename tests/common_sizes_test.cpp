@@ -1,0 +1,361 @@
+#include <sys/resource.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <sys/vfs.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+
+#include "Process.h"
+#include "Scratch.h"
+#include "common.h"
+
+namespace {
+
+using List = std::list<std::string>;
+
+class Sizes : public LogTest {
+ protected:
+  Sizes() : dir(scratch.file("dir")) { mkdir(dir.c_str(), 0755); }
+
+  // Puts a command of the test's own before the system's.
+  void install(const std::string& name, const std::string& script) {
+    mkdir(scratch.file("bin").c_str(), 0755);
+    writeFile(scratch.file("bin/" + name), "#!/bin/sh\n" + script, 0755);
+    setenv("PATH", (scratch.file("bin") + ":" + m_searchPath).c_str(), 1);
+  }
+
+  std::string dir;
+
+ private:
+  std::string m_searchPath = getenv("PATH");
+  Environment m_restore{"PATH", m_searchPath};
+};
+
+// ---- getFileSize -------------------------------------------------------------------------------
+
+TEST_F(Sizes, FileSize) {
+  writeFile(dir + "/file", "12345");
+  ASSERT_EQ(symlink("file", (dir + "/link").c_str()), 0);
+  EXPECT_EQ(getFileSize((dir + "/file").c_str()), 5);
+  EXPECT_EQ(getFileSize((dir + "/link").c_str()), 5);
+  writeFile(dir + "/large", "");
+  ASSERT_EQ(truncate((dir + "/large").c_str(), 5LL << 30), 0);
+  EXPECT_EQ(getFileSize((dir + "/large").c_str()), 5LL << 30);
+  EXPECT_GE(getFileSize(dir.c_str()), 0);
+  EXPECT_EQ(logged(), Lines{});
+}
+
+TEST_F(Sizes, FileSizeOfWhatCannotBeExamined) {
+  EXPECT_EQ(getFileSize((dir + "/missing").c_str()), -1);
+  EXPECT_EQ(getFileSize(nullptr), -1);
+  EXPECT_EQ(logged(), (Lines{"get file size error(" + dir + "/missing,No such file or directory)",
+                             "get file size error((null),Bad address)"}));
+}
+
+// ---- getTotalFileSize --------------------------------------------------------------------------
+
+TEST_F(Sizes, TotalOfFiles) {
+  writeFile(dir + "/a", "1");
+  writeFile(dir + "/b", "22");
+  EXPECT_EQ(getTotalFileSize({}, 1), 0);
+  EXPECT_EQ(getTotalFileSize({dir + "/a"}, 0), 1);
+  EXPECT_EQ(getTotalFileSize({dir + "/a", dir + "/b", dir + "/a"}, 0), 4);
+  EXPECT_EQ(getTotalFileSize({dir + "/a", dir}, 0), 1);
+  EXPECT_EQ(getTotalFileSize({dir + "/a", dir}, 2), 1) << "only 1 is recursive";
+  EXPECT_EQ(getTotalFileSize({dir + "/a", dir}, 1), 4);
+  EXPECT_EQ(getTotalFileSize({dir + "//"}, 1), 3);
+  EXPECT_EQ(logged(), Lines{});
+}
+
+TEST_F(Sizes, TotalOfATreeWithEveryKindOfEntry) {
+  ASSERT_EQ(makeDir(dir + "/s/t/u", 1), 0);
+  writeFile(dir + "/s/a", "1");
+  writeFile(dir + "/s/t/b b", "22");
+  writeFile(dir + "/s/t/u/.c", "333");
+  ASSERT_EQ(mkfifo((dir + "/fifo").c_str(), 0600), 0);
+  ASSERT_EQ(symlink("s/a", (dir + "/to file").c_str()), 0);
+  ASSERT_EQ(symlink("s/t", (dir + "/to dir").c_str()), 0);
+  const int listener = socket(AF_UNIX, SOCK_DGRAM, 0);
+  sockaddr_un address = {};
+  address.sun_family = AF_UNIX;
+  strcpy(address.sun_path, (dir + "/socket").c_str());
+  ASSERT_EQ(bind(listener, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+  close(listener);
+  // The tree once, what the links lead to once more.
+  EXPECT_EQ(getTotalFileSize({dir}, 1), 6 + 1 + 5);
+  EXPECT_EQ(logged(), Lines{});
+}
+
+TEST_F(Sizes, TotalPassesOverWhatCannotBeExamined) {
+  traceOn();
+  writeFile(dir + "/a", "1");
+  ASSERT_EQ(symlink("missing", (dir + "/dangling").c_str()), 0);
+  EXPECT_EQ(getTotalFileSize({dir}, 1), 1);
+  const std::string name = dir + "/dangling";
+  EXPECT_EQ(logged(), (Lines{"get file size error(" + name + ",No such file or directory)",
+                             "[T](common:169):getFileSize():reurned -1 , " + name}));
+}
+
+TEST_F(Sizes, TotalOfDirectoriesThatCannotBeOpenedOrSearched) {
+  ASSERT_EQ(makeDir(dir + "/closed/sub", 1), 0);
+  ASSERT_EQ(makeDir(dir + "/listed/sub", 1), 0);
+  writeFile(dir + "/closed/file", "1");
+  writeFile(dir + "/listed/file", "22");
+  writeFile(dir + "/file", "333");
+  chmod((dir + "/closed").c_str(), 0111);
+  chmod((dir + "/listed").c_str(), 0444);
+  chmod(scratch.path().c_str(), 0777);
+  const int status = inChild([&] {
+    dropPrivileges();
+    return getTotalFileSize({dir}, 1) == 3 ? 0 : 1;
+  });
+  EXPECT_EQ(exitCode(status), 0);
+  // What is listed but cannot be examined is reported, file or directory; what cannot be listed is
+  // empty.
+  Lines lines = logged();
+  std::sort(lines.begin(), lines.end());
+  EXPECT_EQ(lines, (Lines{"get file size error(" + dir + "/listed/file,Permission denied)",
+                          "get file size error(" + dir + "/listed/sub,Permission denied)"}));
+}
+
+TEST_F(Sizes, TotalOfTheRootIsNothing) { EXPECT_EQ(getTotalFileSize({"/", "//"}, 1), 0); }
+
+TEST_F(Sizes, TotalOfADeepTreeTakesFewDescriptors) {
+  std::string path = dir;
+  while (path.size() + 3 < 4000) path += "/d";
+  ASSERT_EQ(makeDir(path, 1), 0);
+  writeFile(path + "/file", "12345");
+  const int status = inChild([&] {
+    leaveDescriptors(1);
+    return getTotalFileSize({dir}, 1) == 5 ? 0 : 1;
+  });
+  EXPECT_EQ(exitCode(status), 0);
+}
+
+TEST_F(Sizes, TotalOfManyFiles) {
+  const std::string many = dir + "/many";
+  ASSERT_EQ(mkdir(many.c_str(), 0755), 0);
+  for (int i = 0; i < 20000; ++i) {
+    ASSERT_EQ(mknod((many + "/" + std::to_string(i)).c_str(), S_IFREG | 0600, 0), 0);
+  }
+  writeFile(many + "/7", "7777777");
+  EXPECT_EQ(getTotalFileSize({dir}, 1), 7);
+}
+
+// ---- getDirSize --------------------------------------------------------------------------------
+
+TEST_F(Sizes, DirectorySizeIsWhatDuPrints) {
+  writeFile(dir + "/file", std::string(100000, 'x'));
+  List out;
+  ASSERT_EQ(execGetLines(out, ("du -sk " + dir).c_str(), 1, nullptr, -1), 0);
+  EXPECT_GE(getDirSize(dir.c_str()), 97);
+  EXPECT_EQ(getDirSize(dir.c_str()), atoi(out.front().c_str()));
+
+  install("du", "echo \"123$*\"");
+  EXPECT_EQ(getDirSize("x"), 123);
+  install("du", "[ \"$*\" = '-sk a b' ] && echo '  77\tx'; exit 3");
+  EXPECT_EQ(getDirSize("a b"), 77) << "neither quoted nor checked";
+  install("du", "echo -5");
+  EXPECT_EQ(getDirSize("x"), -5);
+}
+
+TEST_F(Sizes, DirectorySizeFailures) {
+  EXPECT_EQ(getDirSize(nullptr), -1);
+  EXPECT_EQ(logged(), Lines{});
+  install("du", "exit 1");
+  EXPECT_EQ(getDirSize("/nonexistent"), 0);
+  install("du", "echo cannot");
+  EXPECT_EQ(getDirSize("/nonexistent"), 0);
+}
+
+TEST_F(Sizes, DirectorySizeCommandsAreCutAt1023Bytes) {
+  install("du", "printf '%s' \"$2\" | wc -c");
+  const int fixed = static_cast<int>(strlen("du -sk "));
+  for (const int length : {1, 1000, 1023 - fixed}) {
+    EXPECT_EQ(getDirSize(std::string(static_cast<size_t>(length), 'x').c_str()), length);
+  }
+  EXPECT_EQ(getDirSize(std::string(1024, 'x').c_str()), 1023 - fixed);
+  EXPECT_EQ(getDirSize(std::string(5000, 'x').c_str()), 1023 - fixed);
+}
+
+// ---- getDirFileSize ----------------------------------------------------------------------------
+
+TEST_F(Sizes, DirectoryFileSizeOfWhatExistsFails) {
+  int size = 99;
+  EXPECT_EQ(getDirFileSize("", size, 0), -1);
+  EXPECT_EQ(size, 0);
+  for (const std::string& path : {dir, dir + "/", std::string("/dev/null")}) {
+    size = 99;
+    EXPECT_EQ(getDirFileSize(path, size, 0), -1) << path;
+    EXPECT_EQ(size, 0);
+    EXPECT_EQ(getDirFileSize(path, size, 1), -1) << path;
+  }
+  EXPECT_EQ(newlyLogged("MXL90004L"), Lines{}) << "no command was run";
+}
+
+TEST_F(Sizes, DirectoryFileSizeGoesOnForWhatDoesNotExist) {
+  const std::string patterns = "urgent.*.tar *.txt express.*.tar 2>/dev/null";
+  const int status = inChild([&] {
+    // Nothing there for the patterns.
+    if (chdir(dir.c_str()) != 0) return 1;
+    int size = 99;
+    if (getDirFileSize("/nonexistent/", size, 1) != 0 || size != 0) return 2;
+    if (getDirFileSize("/nonexistent/", size, 0) != 0) return 3;
+    if (getDirFileSize(std::string(5000, 'x'), size, -1) != 0) return 4;
+    // What the patterns find exists.
+    writeFile("found.txt", "12345");
+    return getDirFileSize("/nonexistent/", size, 1) == -1 && size == 0 ? 0 : 5;
+  });
+  EXPECT_EQ(exitCode(status), 0);
+  EXPECT_EQ(newlyLogged("MXL90004L:com"),
+            (Lines{"MXL90004L:com=ls -1 /nonexistent/" + patterns,
+                   "MXL90004L:com=ls -1 /nonexistent/ 2>/dev/null",
+                   "MXL90004L:com=ls -1 " + std::string(5000, 'x') + patterns,
+                   "MXL90004L:com=ls -1 /nonexistent/" + patterns}));
+}
+
+TEST_F(Sizes, DirectoryFileSizeOfListedNames) {
+  int size = 99;
+  writeFile(dir + "/file", "12345");
+  // The shell expands the text; the names are sought in the working directory.
+  const std::string pattern = scratch.file("d?r");
+  EXPECT_EQ(getDirFileSize(pattern, size, 0), 0);
+  EXPECT_EQ(size, 0);
+
+  install("ls", "echo .; echo ..; echo missing; echo other");
+  EXPECT_EQ(getDirFileSize("/nonexistent", size, 0), 0);
+  EXPECT_EQ(size, 0);
+  install("ls", "echo .; echo ..; echo missing; echo " + dir + "/file");
+  EXPECT_EQ(getDirFileSize("/nonexistent", size, 0), -1);
+  EXPECT_EQ(size, 0);
+  install("ls", "echo " + dir);
+  EXPECT_EQ(getDirFileSize("/nonexistent", size, 0), -1);
+}
+
+// ---- getFreeSize -------------------------------------------------------------------------------
+
+TEST_F(Sizes, FreeSizeIsWhatDfPrints) {
+  install("df",
+          "[ \"$*\" = '-kP some dir' ] || exit 1\n"
+          "echo 'Filesystem 1024-blocks Used Available Capacity Mounted on'\n"
+          "echo '/dev/sda1 5000 3766 1234 76% /'\n");
+  EXPECT_EQ(getFreeSize("some dir"), 1234) << "not quoted";
+}
+
+TEST_F(Sizes, FreeSizeOfARealFileSystem) {
+  const int status = inChild([&] {
+    if (!enterPrivateNamespace() || !mountEmpty("/mnt", 0, "size=1234k")) return 100;
+    struct statfs mounted = {};
+    if (statfs("/mnt", &mounted) != 0) return 101;
+    const long long free = static_cast<long long>(mounted.f_bavail) * mounted.f_bsize / 1024;
+    return getFreeSize("/mnt") == free && free > 1000 ? 0 : 1;
+  });
+  EXPECT_EQ(exitCode(status), 0);
+}
+
+TEST_F(Sizes, FreeSizeReadsTheNumberAfterTheFirstBlank) {
+  struct {
+    const char* second;
+    int size;
+  } const rows[] = {{"fs 77", 77}, {" 88 99", 88}, {"fs\t66", 66}, {"fs   55x", 55},
+                    {"fs", 0},     {"", 0},        {"fs none", 0}, {"123", 0}};
+  for (const auto& row : rows) {
+    install("perl", format("cat >/dev/null; printf 'heading 1\\n%s\\nthird 3\\n'", row.second));
+    EXPECT_EQ(getFreeSize("/"), row.size) << row.second;
+  }
+}
+
+TEST_F(Sizes, FreeSizeFailures) {
+  EXPECT_EQ(getFreeSize(nullptr), -1);
+  EXPECT_EQ(getFreeSize("/nonexistent"), -1);
+  install("df", "echo heading");
+  EXPECT_EQ(getFreeSize("/"), -1);
+  install("perl", "cat >/dev/null; echo heading; echo '/dev/x 7'");
+  EXPECT_EQ(getFreeSize("/"), 7);
+  install("perl", "cat >/dev/null");
+  EXPECT_EQ(getFreeSize("/"), -1);
+  const int status = inChild([] {
+    leaveDescriptors(1);
+    return getFreeSize("/") == -1 ? 0 : 1;
+  });
+  EXPECT_EQ(exitCode(status), 0);
+  EXPECT_EQ(logged(), Lines{});
+}
+
+TEST_F(Sizes, FreeSizeCommandsAreCutAt1023Bytes) {
+  // What is cut off takes the pipe to perl with it: "df" answers alone.
+  install("df", "echo heading; printf '%s' \"$2\" | wc -c | sed 's/^/x /'");
+  EXPECT_EQ(getFreeSize(std::string(2000, 'x').c_str()),
+            1023 - static_cast<int>(strlen("df -kP ")));
+}
+
+TEST_F(Sizes, CommandsLeaveNoDescriptorAndNoChild) {
+  const auto before = openDescriptors();
+  getFreeSize("/");
+  getFreeSize("/nonexistent");
+  getDirSize("/nonexistent");
+  EXPECT_EQ(openDescriptors(), before);
+  EXPECT_FALSE(hasChildren());
+}
+
+// ---- acquireSamePrefix -------------------------------------------------------------------------
+
+TEST_F(Sizes, SharedDirectory) {
+  for (const char* path : {"/a/b", "/a/c", "/a/x/c", "/a/y/c", "/d/e"}) {
+    ASSERT_EQ(makeDir(dir + path, 1), 0);
+  }
+  writeFile(dir + "/a/b/f", "");
+  writeFile(dir + "/a/b/g", "");
+  const auto below = [&](std::initializer_list<const char*> names) {
+    List paths;
+    for (const char* name : names) paths.push_back(dir + name);
+    return paths;
+  };
+  struct {
+    List paths;
+    std::string result;
+  } const rows[] = {
+      {{}, ""},
+      {below({"/a/b/f"}), dir + "/a/b"},
+      {below({"/a/b"}), dir + "/a/b"},
+      {below({"/a/b/f", "/a/b/g"}), dir + "/a/b"},
+      {below({"/a/b", "/a/c"}), dir + "/a"},
+      {below({"/a/b", "/a/b/f"}), dir + "/a/b"},
+      {below({"/a/b", "/a"}), dir + "/a"},
+      {below({"/a", "/a/b"}), dir + "/a"},
+      {below({"/a/b//", "/a//b/"}), dir + "/a/b"},
+      {below({"/a/x/c", "/a/y/c"}), dir + "/a/c"},
+      {below({"/a/x/c", "/a/y/c", "/d/e"}), dir},
+      {below({"/missing/file"}), dir + "/missing"},
+      {{"/usr", "/etc"}, "/"},
+      {{"/"}, "/"},
+      {{"/", "/usr"}, "/"},
+      {{"/usr"}, "/usr"},
+      {{"/missing"}, "/"},
+      {{"no such/relative"}, "no such"},
+      {{"no such/relative", "no such/other"}, "no such"},
+      {{"no such/relative", "other/relative"}, ""},
+      {{"no such/a", "other/a", "third/x/a"}, "third/x"},
+      {{""}, "/"},
+  };
+  for (const auto& row : rows) {
+    List paths = row.paths;
+    EXPECT_EQ(acquireSamePrefix(paths), row.result) << testing::PrintToString(row.paths);
+    EXPECT_EQ(paths, row.paths);
+  }
+  EXPECT_EQ(logged(), Lines{});
+}
+
+TEST_F(Sizes, SharedDirectoryIsTraced) {
+  traceOn();
+  List paths = {dir, dir + "/missing"};
+  acquireSamePrefix(paths);
+  EXPECT_EQ(logged(), (Lines{"[T](common:58):src:" + dir, "[T](common:58):src:" + dir + "/missing",
+                             "[T](common:109):same prefix:" + dir}));
+}
+
+}  // namespace

@@ -1,0 +1,226 @@
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <climits>
+#include <cstdio>
+#include <cstring>
+#include <ctime>
+
+#include "CLog.h"
+#include "Process.h"
+#include "Scratch.h"
+#include "common.h"
+
+namespace {
+
+class Times : public LogTest {
+ protected:
+  // Nine hours east of the meridian.
+  Times() : m_zone("TZ", "JST-9") { tzset(); }
+  ~Times() override { unsetenv("TZ"); }
+
+ private:
+  Environment m_zone;
+};
+
+TEST_F(Times, Commas) {
+  struct {
+    long long value;
+    const char* result;
+  } const rows[] = {{0, "0"},
+                    {9, "9"},
+                    {999, "999"},
+                    {1000, "1,000"},
+                    {12345, "12,345"},
+                    {123456, "123,456"},
+                    {1234567, "1,234,567"},
+                    {-1, "-1"},
+                    {-12, "-12"},
+                    {-123, "-,123"},
+                    {-1234, "-1,234"},
+                    {-12345, "-12,345"},
+                    {-123456, "-,123,456"},
+                    {LLONG_MAX, "9,223,372,036,854,775,807"},
+                    {LLONG_MIN, "-9,223,372,036,854,775,808"}};
+  for (const auto& row : rows) {
+    std::string out = "before";
+    const char* characters = commas(row.value, out);
+    EXPECT_EQ(characters, out.data());
+    EXPECT_EQ(out, row.result);
+  }
+}
+
+TEST_F(Times, CompactForm) {
+  struct {
+    long time;
+    const char* result;
+  } const rows[] = {{1, "19700101090001"},
+                    {-1, "19700101085959"},
+                    {-32401, "19691231235959"},
+                    {951782399, "20000229085959"},
+                    {1700000000, "20231115071320"}};
+  for (const auto& row : rows) {
+    std::string out = "before";
+    EXPECT_EQ(getTimeStr(out, row.time), row.time);
+    EXPECT_EQ(out, row.result);
+  }
+}
+
+TEST_F(Times, DisplayForm) {
+  EXPECT_EQ(getTimeStr(1), "1970/01/01 09:00:01");
+  EXPECT_EQ(getTimeStr(951782399), "2000/02/29 08:59:59");
+  EXPECT_EQ(getTimeStr(1700000000), "2023/11/15 07:13:20");
+}
+
+TEST_F(Times, ZeroMeansNow) {
+  const long before = time(nullptr);
+  std::string compact;
+  const long used = getTimeStr(compact, 0);
+  const std::string zero = getTimeStr(0);
+  const std::string negative = getTimeStr(-1);
+  const long after = time(nullptr);
+  EXPECT_GE(used, before);
+  EXPECT_LE(used, after);
+
+  std::string expected;
+  getTimeStr(expected, used);
+  EXPECT_EQ(compact, expected);
+  EXPECT_GE(zero, getTimeStr(before));
+  EXPECT_LE(zero, getTimeStr(after));
+  EXPECT_GE(negative, getTimeStr(before));
+  EXPECT_LE(negative, getTimeStr(after));
+}
+
+TEST_F(Times, TimesWithoutALocalFormAreEmpty) {
+  std::string out = "before";
+  EXPECT_EQ(getTimeStr(out, LONG_MAX), LONG_MAX);
+  EXPECT_EQ(out, "");
+  EXPECT_EQ(getTimeStr(LONG_MAX), "");
+}
+
+TEST_F(Times, FileDates) {
+  const std::string file = scratch.file("file");
+  writeFile(file, "");
+  ASSERT_EQ(symlink("file", scratch.file("link").c_str()), 0);
+  struct {
+    time_t time;
+    const char* result;
+  } const rows[] = {
+      {1700000000, "2023/11/15 07:13:20"}, {0, "1970/01/01 09:00:00"}, {-1, "1970/01/01 08:59:59"}};
+  for (const auto& row : rows) {
+    const timespec times[2] = {{1, 0}, {row.time, 0}};
+    ASSERT_EQ(utimensat(AT_FDCWD, file.c_str(), times, 0), 0);
+    std::string out = "before";
+    EXPECT_EQ(getFileDate(file, out), 0);
+    EXPECT_EQ(out, row.result);
+    EXPECT_EQ(getFileDate(scratch.file("link"), out), 0);
+    EXPECT_EQ(out, row.result);
+  }
+  EXPECT_EQ(logged(), Lines{});
+
+  std::string out = "before";
+  EXPECT_EQ(getFileDate(scratch.file("missing"), out), -1);
+  EXPECT_EQ(out, "");
+  EXPECT_EQ(logged(), Lines{"get file date error(" + scratch.file("missing") + ")"});
+}
+
+TEST_F(Times, Conversion) {
+  char display[21];
+  memset(display, 'x', sizeof display);
+  EXPECT_EQ(convDate("20231115071320", display), 0);
+  EXPECT_STREQ(display, "2023/11/15 07:13:20");
+  EXPECT_EQ(display[20], 'x') << "20 bytes are enough";
+  convDate("abcdefghijklmnop", display);
+  EXPECT_STREQ(display, "abcd/ef/gh ij:kl:mn");
+}
+
+TEST_F(Times, ElapsedTime) {
+  timespec before = {};
+  timespec after = {};
+  clock_gettime(CLOCK_REALTIME, &before);
+  double measured = elapsedTime();
+  clock_gettime(CLOCK_REALTIME, &after);
+  EXPECT_GE(measured, static_cast<double>(before.tv_sec) + before.tv_nsec / 1000 * 1e-6 - 1e-6);
+  EXPECT_LE(measured, static_cast<double>(after.tv_sec) + after.tv_nsec * 1e-9 + 1e-6);
+
+  // Parts of a second show.
+  const double first = elapsedTime();
+  bool fraction = false;
+  EXPECT_TRUE(eventually([&] {
+    measured = elapsedTime();
+    fraction = measured > first && measured < first + 0.5;
+    return measured > first;
+  }));
+  EXPECT_TRUE(fraction);
+}
+
+TEST_F(Times, WaitsForALine) {
+  // The second line is what is left, and a long line takes several calls.
+  writeFile(scratch.file("input"), "first\nsecond\n" + std::string(1500, 'x') + "\nlast\n");
+  const int status = inChild([&] {
+    if (freopen(scratch.file("input").c_str(), "r", stdin) == nullptr) return 1;
+    if (getch() != 0 || ftell(stdin) != 6) return 2;
+    if (getch() != 0 || ftell(stdin) != 13) return 3;
+    if (getch() != 0 || ftell(stdin) != 13 + 1023) return 4;
+    if (getch() != 0 || ftell(stdin) != 13 + 1501) return 5;
+    if (getch() != 0 || getch() != 0 || !feof(stdin)) return 6;
+    return 0;
+  });
+  EXPECT_EQ(exitCode(status), 0);
+}
+
+TEST_F(Times, WaitsUntilTheLineIsThere) {
+  int ends[2];
+  ASSERT_EQ(pipe(ends), 0);
+  const pid_t child = startChild([&] {
+    close(ends[1]);
+    if (dup2(ends[0], STDIN_FILENO) == -1) return 1;
+    gLog.ilog("started");
+    getch();
+    return 7;
+  });
+  close(ends[0]);
+  EXPECT_TRUE(eventually([&] { return !logged().empty(); }));
+  // A key alone is not enough.
+  ASSERT_EQ(write(ends[1], "x", 1), 1);
+  EXPECT_EQ(waitpid(child, nullptr, WNOHANG), 0);
+  ASSERT_EQ(write(ends[1], "\n", 1), 1);
+  EXPECT_EQ(exitCode(waitFor(child)), 7);
+  close(ends[1]);
+}
+
+TEST_F(Times, ListsAreLogged) {
+  std::list<std::string> lines = {"one", "", "100%s"};
+  EXPECT_EQ(logList("prefix", lines), 1);
+  EXPECT_EQ(logged(), (Lines{"prefix:one", "prefix:", "prefix:100%s"}));
+  lines.clear();
+  EXPECT_EQ(logList("prefix", lines), 1);
+  EXPECT_EQ(logged().size(), 3u);
+}
+
+TEST_F(Times, AKeyPassesOnceMoreThanItsLimit) {
+  std::map<std::string, int> counts;
+  for (const int expected : {1, 1, 1, 0, 0}) EXPECT_EQ(atOnce("k", &counts, 2), expected);
+  EXPECT_EQ(counts["k"], 3);
+  EXPECT_EQ(atOnce("other", &counts, 0), 1);
+  EXPECT_EQ(atOnce("other", &counts, 0), 0);
+  EXPECT_EQ(counts["other"], 1);
+
+  EXPECT_EQ(atOnce("never", &counts, -1), 0);
+  EXPECT_EQ(counts.count("never"), 1u);
+  EXPECT_EQ(counts["never"], 0);
+}
+
+TEST_F(Times, TheProcessCountsWhereTheCallerDoesNot) {
+  EXPECT_EQ(exitCode(inChild([] {
+              if (atOnce("k", nullptr, 0) != 1 || atOnce("k", nullptr, 0) != 0) return 1;
+              if (atOnce("k", nullptr, 0) != 0 || atOnce("other", nullptr, 0) != 1) return 2;
+              std::map<std::string, int> counts;
+              return atOnce("k", &counts, 0) == 1 ? 0 : 3;
+            })),
+            0);
+}
+
+}  // namespace
