@@ -13,7 +13,7 @@ case ${1:-} in
     echo "$usage"
     exit 0
     ;;
-  "") ;;
+  "" | --inside) ;;
   *)
     echo "$usage" >&2
     exit 2
@@ -49,8 +49,13 @@ show() {
   fi
 }
 
-if [ "${MOXEL_RUN_STAGE:-}" ]; then
-  stage=$MOXEL_RUN_STAGE
+# run.sh --inside STAGE MOUNTS: called by this script itself, in mounts other than MOUNTS.
+if [ "${1:-}" = --inside ]; then
+  stage=$2
+  if [ "$(readlink /proc/self/ns/mnt)" = "$3" ]; then
+    echo "run.sh: --inside is for the script itself" >&2
+    exit 2
+  fi
   install_here "$stage"
 
   show "in operation, the configuration is sent" 0
@@ -87,18 +92,24 @@ cp "$build/scsend" "$build/libvekcom.so.2.0" examples/scsend.sh "$stage"
 
 # Mounts and semaphores of its own; without root also a user namespace in which it is root.
 namespaces="--mount --ipc"
-[ "$(id -u)" = 0 ] || namespaces="--user --map-root-user $namespaces"
+advice="Run it where root may mount; containers often have to be started with that right."
+if [ "$(id -u)" != 0 ]; then
+  namespaces="--user --map-root-user $namespaces"
+  advice="Run it as root, or let users make namespaces:
+  sysctl user.max_user_namespaces=15000 kernel.unprivileged_userns_clone=1"
+fi
 # shellcheck disable=SC2086 # a list of options
-if ! unshare $namespaces true 2>"$stage/refusal"; then
+if ! unshare $namespaces mount -t tmpfs moxel-probe /opt 2>"$stage/refusal"; then
   cat "$stage/refusal" >&2
   echo "run.sh: this machine does not permit the private mounts that the run needs." >&2
-  echo "Run it as root, or let users make namespaces:" >&2
-  echo "  sysctl user.max_user_namespaces=15000 kernel.unprivileged_userns_clone=1" >&2
+  echo "$advice" >&2
   exit 1
 fi
 
+# What the caller's environment says about the command, the substitute or the script is not meant.
+unset OUTBOX
 for variable in $(env | sed -n 's/^\(\(VEKCOM\|MOXEL\)_[A-Z_]*\)=.*/\1/p'); do
   unset "$variable"
 done
 # shellcheck disable=SC2086 # a list of options
-MOXEL_RUN_STAGE=$stage unshare $namespaces sh "$top/run.sh"
+unshare $namespaces sh "$top/run.sh" --inside "$stage" "$(readlink /proc/self/ns/mnt)"

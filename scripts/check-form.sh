@@ -12,11 +12,16 @@ cd "$(dirname "$0")/.."
 build=build/release
 [ -f "$build/compile_commands.json" ] || cmake --preset release >/dev/null
 
+# Assigned, so that a failing git ends the script.
+sources=$(git ls-files '*.cpp' '*.h')
+scripts=$(git ls-files '*.sh' .ci/run)
+product=$(git ls-files 'src/*.cpp' 'agent/*.cpp')
+
 echo "clang-format"
-git ls-files '*.cpp' '*.h' | xargs clang-format --dry-run -Werror
+echo "$sources" | xargs clang-format --dry-run -Werror
 
 echo "shellcheck"
-git ls-files '*.sh' .ci/run | xargs shellcheck
+echo "$scripts" | xargs shellcheck
 
 echo "headers stand alone"
 for header in src/*.h; do
@@ -27,4 +32,4 @@ for header in src/*.h; do
 done
 
 echo "clang-tidy"
-git ls-files 'src/*.cpp' 'agent/*.cpp' | xargs -n 4 -P 2 clang-tidy --quiet -p "$build" 2>/dev/null
+echo "$product" | xargs -n 4 -P 2 clang-tidy --quiet -p "$build" 2>/dev/null

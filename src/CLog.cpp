@@ -15,6 +15,7 @@
 
 #include "CEnvConf.h"
 #include "CMutex.h"
+#include "Descriptor.h"
 #include "common.h"
 
 // Built before the objects of other files, whose constructors may log.
@@ -178,15 +179,14 @@ void CLog::log(const char* fmt, va_list args) {
 void CLog::writeLine(const std::string& text) {
   const Lock lock(getLockResource());
   if (!lock.taken()) return;
-  const int descriptor = open(m_path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, kFileMode);
-  if (descriptor == -1) return;
+  const Descriptor file(open(m_path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, kFileMode));
+  if (file.number() == -1) return;
 
   const tm t = now();
   const std::string stamp =
       format("%04d/%02d/%02d %02d:%02d:%02d %5d ", t.tm_year + 1900, t.tm_mon + 1, t.tm_mday,
              t.tm_hour, t.tm_min, t.tm_sec, static_cast<int>(getpid()));
-  writeAll(descriptor, stamp + text + "\n");
-  close(descriptor);
+  writeAll(file.number(), stamp + text + "\n");
 }
 
 void CLog::slog(const char* fmt, ...) {

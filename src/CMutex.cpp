@@ -17,6 +17,8 @@ constexpr unsigned kRemoveWaitSeconds = 10;
 // Fourth argument of semctl; the caller has to define it.
 union SemaphoreArgument {
   int value;
+  semid_ds* status;
+  unsigned short* values;
 };
 
 }  // namespace
@@ -32,6 +34,7 @@ CMutex::~CMutex() {
 
 bool CMutex::init(int key) {
   m_key = key;
+  m_semaphoreId = kNoSet;
   if (key == 0) {
     if (!m_path) {
       errno = EFAULT;

@@ -31,7 +31,9 @@ class CTemp {
   /// not be null and is not used. Each success leaves one descriptor open, deliberately.
   int getTempDir(std::string& path, const char* prefix, const char* dir);
 
-  /// One attempt; `type` 0 makes a file, any other value a directory.
+  /// One attempt; `type` 0 makes a file, any other value a directory. `*fd` is stored only when a
+  /// file was opened. After a failure `path` is empty, or holds the name intended when only the
+  /// last step (renaming the file, making the directory) failed.
   int getTemp_sub(std::string& path, const char* prefix, const char* dir, int* fd, int type);
 
   /// Removes every remembered path equal to `path`, all of them when it is null, with all that is

@@ -153,10 +153,8 @@ std::string IExtVekError::serverMessage() {
 
 std::ostream& operator<<(std::ostream& out, IExtVekError& record) {
   const std::string lines[kFieldCount] = {
-      std::to_string(record.m_rmErrCode), std::to_string(record.m_ssErrType),
-      std::to_string(record.m_ssErrCode),
-      std::string(record.m_lastSmtpMsg,
-                  strnlen(record.m_lastSmtpMsg, sizeof record.m_lastSmtpMsg))};
+      std::to_string(record.getLastRMErrCode()), std::to_string(record.getLastSSErrType()),
+      std::to_string(record.getLastSSErrCode()), record.serverMessage()};
   for (const std::string& line : lines) {
     if (failed(out)) break;
     out << line + "\n";

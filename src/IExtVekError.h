@@ -54,8 +54,8 @@ class IExtVekError {
   /// type is exactly 0. Owned like the text of `toString`.
   virtual const char* toString1line();
 
-  /// The text of one catalogue row and a newline, followed by the server's message under its
-  /// heading where the row asks for it.
+  /// The text of one catalogue row and a newline (neither when it is null or empty), followed by
+  /// the server's message under its heading where the row asks for it.
   virtual std::string formatExtRMError(EXTERR& row);
 
   /// Heading, explanation from the catalogue if it has one, and code line. A null `type` gives "("
@@ -67,8 +67,8 @@ class IExtVekError {
   /// values; further items are ignored.
   virtual void setData(std::list<std::string> items);
 
-  /// Writes the three numbers and the message, each ended by a newline. Stops where the stream has
-  /// failed.
+  /// Writes the three numbers and the message, as the getters give them, each ended by a newline.
+  /// Stops where the stream has failed.
   friend std::ostream& operator<<(std::ostream& out, IExtVekError& record);
 
   /// Reads the four lines back. A field is stored for every line that is begun with the stream

@@ -20,6 +20,7 @@
 
 #include "CLog.h"
 #include "CTemp.h"
+#include "Descriptor.h"
 #include "LogLine.h"
 #include "common_template.h"
 
@@ -40,23 +41,6 @@ constexpr mode_t kDirectoryBit = 040000;
 // ---- Command execution ---------------------------------------------------------------------
 
 namespace {
-
-class Descriptor {
- public:
-  explicit Descriptor(int number) : m_number(number) {}
-  ~Descriptor() { close(); }
-  Descriptor(const Descriptor&) = delete;
-  Descriptor& operator=(const Descriptor&) = delete;
-
-  int number() const { return m_number; }
-  void close() {
-    if (m_number != -1) ::close(m_number);
-    m_number = -1;
-  }
-
- private:
-  int m_number;
-};
 
 struct CloseFile {
   void operator()(FILE* file) const { fclose(file); }
@@ -163,14 +147,32 @@ void redirectChild(int readEnd, int writeEnd, const std::string& errorFile) {
 // Bits 8 to 15 of a wait status; 255 for -1.
 int exitCodeOf(int wstat) { return (wstat >> 8) & 0xff; }
 
-// The wait status of the child, or -1 (a status that `exitStatus` refuses) when there is none.
-int waitForChild(pid_t pid) {
-  int status = -1;
-  while (waitpid(pid, &status, 0) == -1) {
-    if (errno != EINTR) return -1;
+// A child and the pipe that its output comes through. Neither is left behind, whatever happens.
+class Child {
+ public:
+  Child(pid_t pid, Descriptor& output) : m_pid(pid), m_output(output) {}
+  ~Child() {
+    if (m_pid != kNone) wait();
   }
-  return status;
-}
+  Child(const Child&) = delete;
+  Child& operator=(const Child&) = delete;
+
+  // Closes the pipe, so that a child that still writes does not wait for a reader, and gives the
+  // wait status, or -1 (a status that `exitStatus` refuses) when there is none.
+  int wait() {
+    m_output.close();
+    int status = -1;
+    while (waitpid(m_pid, &status, 0) == -1 && errno == EINTR) {
+    }
+    m_pid = kNone;
+    return status;
+  }
+
+ private:
+  static constexpr pid_t kNone = -1;
+  pid_t m_pid;
+  Descriptor& m_output;
+};
 
 }  // namespace
 
@@ -194,7 +196,10 @@ int execGetLines(std::list<std::string>& out, const char* command, int maxLines,
 
   CTemp temp;
   std::string errorFile;
-  if (errLines != nullptr) temp.getTempFile(errorFile, "execGetLines", nullptr, nullptr);
+  const bool captured =
+      errLines != nullptr && temp.getTempFile(errorFile, "execGetLines", nullptr, nullptr) == 1;
+  // A failed attempt may leave the name that it intended.
+  if (!captured) errorFile.clear();
 
   int result = -1;
   const pid_t pid = fork();
@@ -202,20 +207,18 @@ int execGetLines(std::list<std::string>& out, const char* command, int maxLines,
   if (pid < 0) {
     // Deliberately "exec" and the error text first.
     logEvent("MXL90005L", "failed to exec(%s):%s", strerror(errno), command);
-    readEnd.close();
-    writeEnd.close();
   } else {
+    Child child(pid, readEnd);
     writeEnd.close();
     readLines(readEnd.number(), out, maxLines);
-    readEnd.close();
-    const int status = waitForChild(pid);
+    const int status = child.wait();
     logEvent("MXL90004L", "pid=%d,wstat=%08x", static_cast<int>(pid),
              static_cast<unsigned>(status));
     logEvent("MXL90004L", "com=%s", command);
     result = exitStatus(status);
   }
 
-  if (!errorFile.empty()) {
+  if (captured) {
     const File file(fopen(errorFile.c_str(), "r"));
     if (file == nullptr) {
       logEvent("MXL90007L", "failed to fopen():%s,%s", C(errorFile), strerror(errno));
@@ -326,7 +329,7 @@ std::string eraseLastSlash(const char* path) {
 }
 
 std::string basename(const char* path, std::string& dir) {
-  const std::string whole = path == nullptr ? "" : path;
+  std::string whole = path == nullptr ? "" : path;
   dir.clear();
   const auto slash = whole.rfind('/');
   if (slash == std::string::npos) return whole;
@@ -653,43 +656,56 @@ std::string format(const char* fmt, ...) {
 
 std::string vformat(const char* fmt, va_list args) {
   if (fmt == nullptr) return std::string();
-  struct Free {
-    void operator()(char* memory) const { free(memory); }
-  };
-  char stack[kTextBytes] = "";
-  std::unique_ptr<char, Free> heap;
-  char* buffer = stack;
-  size_t size = sizeof stack;
-  for (;;) {
+  const auto print = [&](char* buffer, size_t size) {
     va_list pass;
     va_copy(pass, args);
     const int length = vsnprintf(buffer, size, fmt, pass);
     va_end(pass);
-    // A rejected format has a negative length and never makes the buffer grow.
-    if (length < 0 || static_cast<size_t>(length) < size) break;
-    size *= 2;
-    std::unique_ptr<char, Free> larger(static_cast<char*>(malloc(size + 1)));
-    if (larger == nullptr) break;
-    heap = std::move(larger);
-    buffer = heap.get();
-    *buffer = '\0';
+    return length;
+  };
+
+  char stack[kTextBytes] = "";
+  int length = print(stack, sizeof stack);
+  // A rejected format has a negative length and never makes the buffer grow.
+  if (length < 0) return stack;
+  if (static_cast<size_t>(length) < sizeof stack)
+    return std::string(stack, static_cast<size_t>(length));
+
+  std::string text;
+  for (size_t size = 2 * sizeof stack;; size *= 2) {
+    std::string larger;
+    try {
+      larger.resize(size);
+    } catch (const std::bad_alloc&) {
+      // What there is so far, cut.
+      return text.empty() ? stack : text;
+    }
+    length = print(larger.data(), size);
+    const bool fits = static_cast<size_t>(length) < size;
+    larger.resize(fits ? static_cast<size_t>(length) : size - 1);
+    if (fits) return larger;
+    text.swap(larger);
   }
-  return buffer;
 }
 
 // ---- File trees ----------------------------------------------------------------------------
 
+namespace {
+
+void refuseToDelete(const std::string& path) {
+  logEvent("MXL90008L", "%s too shallow to delete", C(path));
+}
+
+}  // namespace
+
 int isAllowDelete(std::string path) {
   std::list<std::string> components;
-  // The empty path stands for no directory, least of all for the working directory.
-  if (!path.empty()) {
-    split(getCanonicalPath(path).c_str(), "/", components, 0);
-    components.pop_front();
-  }
+  split(getCanonicalPath(path).c_str(), "/", components, 0);
+  components.pop_front();
   const size_t depth = components.size();
   const bool insideTmp = depth >= 2 && components.front() == "tmp";
   if (insideTmp || depth >= 3) return 1;
-  logEvent("MXL90008L", "%s too shallow to delete", C(path));
+  refuseToDelete(path);
   return 0;
 }
 
@@ -697,6 +713,11 @@ int removeFiles(const char* path, int recursive) {
   if (path == nullptr) {
     kSource.invalidParam(519);
     return -1;
+  }
+  // The empty path names nothing; "find" would take it for the working directory.
+  if (*path == '\0') {
+    refuseToDelete(path);
+    return 0;
   }
   if (isAllowDelete(path) != 1) return 0;
   if (recursive != 1) return unlink(path);
@@ -841,12 +862,13 @@ bool addBelow(std::string dir, long long& total) {
   directory.reset();
 
   std::string path = dir + "/";
-  const size_t prefix = path.size();
+  const size_t nameAt = path.size();
   for (size_t at = 0; at < entries.size();) {
     const char type = entries[at];
     const char* name = entries.c_str() + at + 1;
     at += strlen(name) + 2;
-    path.replace(prefix, std::string::npos, name);
+    path.resize(nameAt);
+    path += name;
     if (type != DT_DIR || !addBelow(path, total)) addPath(path, true, total);
   }
   return true;

@@ -202,18 +202,20 @@ std::string replaceEnvValue(const char* text);
 /// The value of `key`, or an empty text. It belongs to `table`, which is not changed.
 const char* lookupString(const std::map<std::string, std::string>& table, const char* key);
 
-/// printf into a string, whole. When memory for it cannot be had, the text is cut; null, or a
-/// format that printf rejects, gives what there is of it.
+/// printf into a string, whole, in a buffer of 1024 bytes that doubles until the text fits. When
+/// memory for the next size cannot be had, the text is cut; a format that printf rejects gives what
+/// there is of it; null gives the empty string.
 std::string format(const char* fmt, ...) __attribute__((format(printf, 1, 2)));
 std::string vformat(const char* fmt, va_list args) __attribute__((format(printf, 1, 0)));
 
 // ---- File trees ----------------------------------------------------------------------------
 
-/// 1 when the canonical form of `path` has three components or more, or is strictly inside "/tmp";
-/// otherwise 0 and an MXL90008L line that names `path` as given. The empty path is refused.
+/// 1 when the canonical form of `path` has three components below the root or more, or is strictly
+/// inside "/tmp"; otherwise 0 and an MXL90008L line that names `path` as given. A form that has
+/// lost its root counts one component less. The empty path is the working directory here.
 int isAllowDelete(std::string path);
 
-/// Removes `path` if `isAllowDelete` lets it; a refusal gives 0.
+/// Removes `path` if `isAllowDelete` lets it; a refusal gives 0. The empty path is always refused.
 ///
 /// Not recursive (`recursive` is not 1): the result of `unlink`, so -1 for a directory. Recursive:
 /// everything that the shell's `find` lists under `path`, children first; the listing's exit code

@@ -117,10 +117,11 @@ int getFileList(List& out, const char* dir, int fullPath, int withDirs, int dirs
   common_template::EntryTypes types(name);
   const bool all = dirsOnly != 1 && withDirs != 0;
   std::string fullName = name + "/";
-  const auto prefix = fullName.size();
+  const auto nameAt = fullName.size();
   while (const dirent* entry = readdir(directory.get())) {
     if (strcmp(entry->d_name, ".") == 0 || strcmp(entry->d_name, "..") == 0) continue;
-    fullName.replace(prefix, std::string::npos, entry->d_name);
+    fullName.resize(nameAt);
+    fullName += entry->d_name;
     if (!all && types.isDirectory(*entry, fullName) != (dirsOnly == 1)) continue;
     if (fullPath != 0) {
       out.push_back(fullName);

@@ -1,6 +1,10 @@
 #include "CLog.h"
 
+#include <malloc.h>
+#include <sys/ipc.h>
 #include <sys/mount.h>
+#include <sys/resource.h>
+#include <sys/sem.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
@@ -175,8 +179,7 @@ TEST_F(Log, TheLockIsFreeAfterALine) {
 
 TEST_F(Log, ALockThatCannotBeMadeLosesTheLine) {
   const int status = inChild([&] {
-    if (!enterPrivateNamespace()) return 100;
-    std::ofstream("/proc/sys/kernel/sem") << "250 32000 32 0\n";
+    denySystemCalls(kSemgetCalls, ENOSPC);
     gLog.ilog("lost");
     return 0;
   });
@@ -198,22 +201,106 @@ TEST_F(Log, AWriterWaitsForTheLock) {
   EXPECT_EQ(logged(), Lines{"waited"});
 }
 
+// A child that logs a line, with the end of a pipe that tells of each signal that it has handled.
+class InterruptedWriter {
+ public:
+  InterruptedWriter() {
+    EXPECT_EQ(pipe(s_ends), 0);
+    m_child = startChild([] {
+      struct sigaction action = {};
+      action.sa_handler = [](int) { static_cast<void>(write(s_ends[1], "x", 1) == 1); };
+      sigaction(SIGUSR1, &action, nullptr);
+      gLog.ilog("waited");
+      return 0;
+    });
+    close(s_ends[1]);
+  }
+  ~InterruptedWriter() { close(s_ends[0]); }
+
+  // Interrupts the wait for the lock and returns when that wait is over.
+  void interrupt(const std::string& resource) {
+    EXPECT_TRUE(eventually([&] { return waitersFor(resource) == 1; }));
+    kill(m_child, SIGUSR1);
+    char handled = 0;
+    EXPECT_EQ(read(s_ends[0], &handled, 1), 1);
+  }
+
+  int wait() { return exitCode(waitFor(m_child)); }
+
+ private:
+  static inline int s_ends[2];
+  pid_t m_child;
+};
+
 TEST_F(Log, AWaitThatASignalEndsIsTakenUpAgain) {
   CMutex mutex(scratch.path().c_str(), 1, false);
   ASSERT_TRUE(mutex.init(0) && mutex.lock(true));
-  const pid_t child = startChild([] {
-    struct sigaction action = {};
-    action.sa_handler = [](int) {};
-    sigaction(SIGUSR1, &action, nullptr);
-    gLog.ilog("waited");
-    return 0;
-  });
-  EXPECT_TRUE(eventually([&] { return waitersFor(scratch.path()) == 1; }));
-  kill(child, SIGUSR1);
+  InterruptedWriter writer;
+  writer.interrupt(scratch.path());
   EXPECT_TRUE(eventually([&] { return waitersFor(scratch.path()) == 1; }));
   mutex.release();
-  EXPECT_EQ(exitCode(waitFor(child)), 0);
+  EXPECT_EQ(writer.wait(), 0);
   EXPECT_EQ(logged(), Lines{"waited"});
+}
+
+TEST_F(Log, AWaitIsTakenUpTenTimesAtMost) {
+  CMutex mutex(scratch.path().c_str(), 1, false);
+  ASSERT_TRUE(mutex.init(0) && mutex.lock(true));
+  InterruptedWriter writer;
+  for (int i = 0; i < 10; ++i) writer.interrupt(scratch.path());
+  EXPECT_EQ(writer.wait(), 0);
+  EXPECT_FALSE(exists(logPath()));
+  mutex.release();
+}
+
+TEST_F(Log, TheLocksSetStays) {
+  gLog.ilog("one");
+  const int set = semget(ftok(scratch.path().c_str(), 'S'), 1, 0);
+  ASSERT_NE(set, -1);
+  EXPECT_EQ(semctl(set, 0, GETVAL), 1);
+  gLog.ilog("two");
+  EXPECT_EQ(semget(ftok(scratch.path().c_str(), 'S'), 1, 0), set);
+  EXPECT_EQ(semctl(set, 0, GETVAL), 1);
+}
+
+TEST_F(Log, OneDirectoryHasOneLock) {
+  const Environment path("MOXEL_LOG", scratch.file("other.log"));
+  CLog other;
+  gLog.ilog("one");
+  const int set = semget(ftok(scratch.path().c_str(), 'S'), 1, 0);
+  CMutex mutex(scratch.path().c_str(), 1, false);
+  ASSERT_TRUE(mutex.init(0) && mutex.lock(true));
+  const pid_t child = startChild([&] {
+    other.ilog("two");
+    return 0;
+  });
+  EXPECT_TRUE(eventually([&] { return semctl(set, 0, GETNCNT) == 1; }));
+  mutex.release();
+  EXPECT_EQ(exitCode(waitFor(child)), 0);
+}
+
+TEST_F(Log, ALineWithoutMemoryIsLostAndTheNextIsThere) {
+#if !defined(__SANITIZE_ADDRESS__)
+  const int status = inChild([] {
+    const std::string text(8 << 20, 'x');
+    const rlim_t now =
+        std::stoul(readFile("/proc/self/statm")) * static_cast<size_t>(getpagesize());
+    const rlimit limit = {now + (4 << 20), now + (4 << 20)};
+    mallopt(M_MMAP_THRESHOLD, 1 << 17);
+    malloc_trim(0);
+    if (setrlimit(RLIMIT_AS, &limit) != 0) return 1;
+    const char* t = text.c_str();
+    gLog.ilog("%s%s%s%s", t, t, t, t);
+    gLog.ilog("next");
+    return 0;
+  });
+  EXPECT_EQ(exitCode(status), 0);
+  ASSERT_FALSE(logged().empty());
+  EXPECT_EQ(logged().back(), "next");
+  EXPECT_TRUE(lockIsFree());
+#else
+  GTEST_SKIP() << "the address sanitizer needs the address space";
+#endif
 }
 
 TEST_F(Log, ALockThatIsRemovedUnderTheWaitIsMadeAnew) {
@@ -302,7 +389,6 @@ TEST_F(Log, ManyWritersNeverMixTheirLines) {
 TEST_F(Log, LeavesNoDescriptorOpen) {
   const auto before = openDescriptors();
   gLog.ilog("line");
-  gLog.slog("line");
   EXPECT_EQ(openDescriptors(), before);
 }
 
@@ -565,6 +651,22 @@ TEST_F(Log, SystemTextsAreCutAt1023Bytes) {
 TEST_F(Log, TheSystemLoggerInterpretsPercentSigns) {
   const SystemLine line(sentToSystemLogger(scratch, [] { gLog.slog("%s", "100%% done"); }));
   EXPECT_EQ(line.text, "100% done");
+}
+
+TEST_F(Log, TheIdentIsEmptyBeforeInit) {
+  const SystemLine line(sentToSystemLogger(scratch, [] { gLog.slog("text"); }));
+  EXPECT_EQ(line.ident, "");
+  EXPECT_EQ(line.text, "text");
+}
+
+TEST_F(Log, TheSystemLoggersConnectionIsClosedAgain) {
+  const std::string lines = sentToSystemLogger(scratch, [] {
+    const auto before = openDescriptors();
+    gLog.slog("text");
+    EXPECT_EQ(openDescriptors(), before);
+    gLog.slog(openDescriptors() == before ? "closed" : "open");
+  });
+  EXPECT_NE(lines.find("closed\n"), std::string::npos);
 }
 
 TEST_F(Log, SystemLinesNeedNoLogFile) {

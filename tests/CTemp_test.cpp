@@ -1,7 +1,6 @@
 #include "CTemp.h"
 
 #include <sys/stat.h>
-#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -20,12 +19,7 @@ struct Temp : CTemp {
 
 class TempFiles : public LogTest {
  protected:
-  TempFiles() : m_keep("MOXEL_NOT_DEL_TEMP", std::nullopt) {}
-
   const char* dir() const { return scratch.path().c_str(); }
-
- private:
-  Environment m_keep;
 };
 
 bool isSameFile(int descriptor, const std::string& path) {
@@ -279,7 +273,7 @@ TEST_F(TempFiles, ANameOf4096BytesFails) {
 
 TEST_F(TempFiles, AFirstFileThatCannotBeUnlinkedFailsTheDirectory) {
   const int status = inChild([&] {
-    denySystemCalls({SYS_unlink, SYS_unlinkat}, EPERM);
+    denySystemCalls(kUnlinkCalls, EPERM);
     Temp temp;
     std::string path = "before";
     if (temp.getTempDir(path, "abc", dir()) != 0) return 1;
@@ -291,7 +285,7 @@ TEST_F(TempFiles, AFirstFileThatCannotBeUnlinkedFailsTheDirectory) {
 
 TEST_F(TempFiles, ADirectoryThatCannotBeMadeAtLastFails) {
   const int status = inChild([&] {
-    denySystemCalls({SYS_mkdir, SYS_mkdirat}, EPERM);
+    denySystemCalls(kMkdirCalls, EPERM);
     Temp temp;
     std::string path;
     if (temp.getTemp_sub(path, "abc", dir(), nullptr, 1) != 0) return 1;
@@ -308,7 +302,7 @@ TEST_F(TempFiles, ADirectoryThatCannotBeMadeAtLastFails) {
 
 TEST_F(TempFiles, AFailedRenameLeavesTheFileUnderItsFirstName) {
   const int status = inChild([&] {
-    denySystemCalls({SYS_rename, SYS_renameat, SYS_renameat2}, EPERM);
+    denySystemCalls(kRenameCalls, EPERM);
     Temp temp;
     std::string path;
     int fd = -7;
@@ -328,7 +322,7 @@ TEST_F(TempFiles, AFailedRenameLeavesTheFileUnderItsFirstName) {
 
 TEST_F(TempFiles, AFailedRenameClosesWhatTheCallerDidNotWant) {
   const int status = inChild([&] {
-    denySystemCalls({SYS_rename, SYS_renameat, SYS_renameat2}, EPERM);
+    denySystemCalls(kRenameCalls, EPERM);
     CTemp temp;
     std::string path;
     const auto before = openDescriptors();

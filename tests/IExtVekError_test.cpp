@@ -419,6 +419,13 @@ TEST(IExtVekError, TextsReadTheirPartsThroughTheSlots) {
   EXPECT_EQ(record.calls, "type name rm ss message ");
 }
 
+TEST(IExtVekError, TheFourLinesAreReadThroughTheSlots) {
+  Overriding record;
+  std::ostringstream out;
+  out << record;
+  EXPECT_EQ(out.str(), "-79\n1\n-26\n" + record.own + "\n");
+}
+
 TEST(IExtVekError, TheTypeNameIsReadThroughTheTypesSlot) {
   struct Web : Record {
     int getLastSSErrType() override { return 2; }

@@ -2,7 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <iostream>
+#include <sstream>
 
 namespace {
 
@@ -35,10 +37,21 @@ TEST(MLog, ANullTextIsANewlineAndTheStreamStaysUsable) {
 }
 
 TEST(MLog, FlushesEachLine) {
-  MLog log;
+  struct Counter : std::stringbuf {
+    int sync() override {
+      ++flushes;
+      return 0;
+    }
+    int flushes = 0;
+  } counter;
+  std::streambuf* const old = std::cerr.rdbuf(&counter);
   std::cerr << std::nounitbuf;
-  EXPECT_EQ(written([&] { log.LOGDEBUG("now"); }), "now\n");
+  MLog log;
+  log.LOGDEBUG("one");
+  EXPECT_EQ(counter.flushes, 1);
+  EXPECT_EQ(counter.str(), "one\n");
   std::cerr << std::unitbuf;
+  std::cerr.rdbuf(old);
 }
 
 TEST(MLog, TheStringFormGoesThroughThePointerForm) {

@@ -217,9 +217,7 @@ TEST_F(Execution, WithoutDescriptorsThereIsNoPipe) {
 TEST_F(Execution, WithoutProcessesThereIsNoChild) {
   const int status = inChild([&] {
     const auto before = openDescriptors();
-    denySystemCalls({SYS_fork, SYS_vfork, SYS_clone, SYS_clone3}, EAGAIN);
-    // The error file cannot be removed without a child either; keep that out of the log.
-    setenv("MOXEL_NOT_DEL_TEMP", "1", 1);
+    denySystemCalls(kForkCalls, EAGAIN);
     if (run("echo a") != -1) return 1;
     if (!out.empty() || hasChildren()) return 2;
     return openDescriptors() == before ? 0 : 3;
@@ -229,22 +227,45 @@ TEST_F(Execution, WithoutProcessesThereIsNoChild) {
 }
 
 TEST_F(Execution, WithoutAChildTheErrorFileIsReadAllTheSame) {
-  traceOn();
+  // A file without any permission: the attempt to read it shows. It cannot be removed without a
+  // child, so it is kept at once.
+  const Environment keep("MOXEL_NOT_DEL_TEMP", "1");
+  chmod(scratch.path().c_str(), 0777);
+  writeFile(logPath(), "", 0666);
   const int status = inChild([&] {
-    denySystemCalls({SYS_fork, SYS_vfork, SYS_clone, SYS_clone3}, EAGAIN);
+    dropPrivileges();
+    umask(0777);
+    denySystemCalls(kForkCalls, EAGAIN);
     if (runBoth("echo a") != -1) return 1;
     return out.empty() && err.empty() ? 0 : 2;
   });
   EXPECT_EQ(exitCode(status), 0);
   const Lines lines = logged();
-  EXPECT_EQ(std::count_if(lines.begin(), lines.end(),
-                          [](const auto& line) { return line.rfind("MXL90007L", 0) == 0; }),
-            0);
-  // The removal of the error file needs a child of its own, which there is not.
-  const std::string prefix = "[T](CTemp:192):delTempFile:";
-  for (const std::string& line : lines) {
-    if (line.rfind(prefix, 0) != 0) continue;
-    EXPECT_EQ(unlink(line.substr(prefix.size()).c_str()), 0);
+  ASSERT_EQ(lines.size(), 2u);
+  EXPECT_EQ(lines[0], "MXL90005L:failed to exec(Resource temporarily unavailable):echo a");
+  const std::string begin = "MXL90007L:failed to fopen():";
+  const std::string end = ",Permission denied";
+  const std::string file =
+      lines[1].substr(begin.size(), lines[1].size() - begin.size() - end.size());
+  EXPECT_EQ(lines[1], begin + file + end);
+  EXPECT_EQ(unlink(file.c_str()), 0) << file;
+}
+
+TEST_F(Execution, AnErrorFileThatCannotBeRenamedIsNone) {
+  const int status = inChild([&] {
+    denySystemCalls(kRenameCalls, EPERM);
+    if (runBoth("echo lost >&2; echo a") != 0) return 1;
+    return out == List{"a"} && err.empty() ? 0 : 2;
+  });
+  EXPECT_EQ(exitCode(status), 0);
+  const std::string begin = "MXL90104L:failed to rename():";
+  const Lines failures = newlyLogged(begin);
+  EXPECT_EQ(failures.size(), 10u);
+  for (const std::string& line : failures) {
+    const std::string first =
+        line.substr(begin.size(), line.find(" to ", begin.size()) - begin.size());
+    EXPECT_EQ(unlink(first.c_str()), 0) << first;
+    EXPECT_FALSE(exists(first + "_"));
   }
 }
 

@@ -25,7 +25,7 @@ class Trees : public LogTest {
 TEST_F(Trees, ShallowPathsAreRefused) {
   for (const char* path : {"/", "//", "/tmp", "/tmp/", "/usr", "/usr/local", "/usr/local/",
                            "/usr//local", "/usr/./local", "/tmp/..", "/tmp/x/..", "/a/b/c/..",
-                           "/tmp/../usr", "/..", "/../tmp/x", "/../a/b/c", "/tmpx/a", ""}) {
+                           "/tmp/../usr", "/..", "/../tmp/x", "/../a/b/c", "/tmpx/a"}) {
     EXPECT_EQ(isAllowDelete(path), 0) << path;
     EXPECT_EQ(newlyLogged(), Lines{std::string("MXL90008L:") + path + " too shallow to delete"});
   }
@@ -41,17 +41,18 @@ TEST_F(Trees, DeeperPathsAndTheInsideOfTmpAreAllowed) {
 }
 
 TEST_F(Trees, RelativePathsAreJudgedFromTheWorkingDirectory) {
-  const int status = inChild([] {
+  const int status = inChild([&] {
     if (chdir("/usr") != 0) return 1;
     if (isAllowDelete("a") != 0 || isAllowDelete("a/b") != 1) return 2;
+    if (isAllowDelete("") != 0) return 5;
     if (chdir("/tmp") != 0) return 3;
     if (isAllowDelete("a") != 1 || isAllowDelete(".") != 0 || isAllowDelete("..") != 0) return 4;
-    return 0;
+    return chdir(scratch.path().c_str()) == 0 && isAllowDelete("") == 1 ? 0 : 6;
   });
   EXPECT_EQ(exitCode(status), 0);
   EXPECT_EQ(logged(),
-            (Lines{"MXL90008L:a too shallow to delete", "MXL90008L:. too shallow to delete",
-                   "MXL90008L:.. too shallow to delete"}));
+            (Lines{"MXL90008L:a too shallow to delete", "MXL90008L: too shallow to delete",
+                   "MXL90008L:. too shallow to delete", "MXL90008L:.. too shallow to delete"}));
 }
 
 // ---- removeFiles -------------------------------------------------------------------------------

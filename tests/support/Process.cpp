@@ -10,6 +10,7 @@
 #include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/sem.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -109,6 +110,29 @@ int waitersFor(const std::string& path) {
   const int id = semget(ftok(path.c_str(), 'S'), 1, 0);
   return id == -1 ? 0 : semctl(id, 0, GETNCNT);
 }
+
+// The older calls of each pair are missing on some processors.
+const std::vector<int> kForkCalls = {
+#if defined(SYS_fork)
+    SYS_fork, SYS_vfork,
+#endif
+    SYS_clone, SYS_clone3};
+const std::vector<int> kMkdirCalls = {
+#if defined(SYS_mkdir)
+    SYS_mkdir,
+#endif
+    SYS_mkdirat};
+const std::vector<int> kRenameCalls = {
+#if defined(SYS_rename)
+    SYS_rename, SYS_renameat,
+#endif
+    SYS_renameat2};
+const std::vector<int> kSemgetCalls = {SYS_semget};
+const std::vector<int> kUnlinkCalls = {
+#if defined(SYS_unlink)
+    SYS_unlink,
+#endif
+    SYS_unlinkat};
 
 void denySystemCalls(const std::vector<int>& numbers, int error) {
   std::vector<sock_filter> program = {

@@ -41,6 +41,13 @@ bool eventually(const std::function<bool()>& condition);
 // Processes that wait for the semaphore whose key comes from `path`.
 int waitersFor(const std::string& path);
 
+// Numbers of the system calls behind a function of the C library.
+extern const std::vector<int> kForkCalls;
+extern const std::vector<int> kMkdirCalls;
+extern const std::vector<int> kRenameCalls;
+extern const std::vector<int> kSemgetCalls;
+extern const std::vector<int> kUnlinkCalls;
+
 // Makes system calls of these numbers fail with `error` in this process and its children; for a
 // child of the test. Descriptors that are open already stay.
 void denySystemCalls(const std::vector<int>& numbers, int error);

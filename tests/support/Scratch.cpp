@@ -100,7 +100,9 @@ std::vector<LogLineRead> parseLog(const std::string& bytes) {
 }
 
 LogTest::LogTest()
-    : m_path("MOXEL_LOG", scratch.file("moxel.log")), m_level("MOXEL_LOG_LEVEL", std::nullopt) {
+    : m_path("MOXEL_LOG", scratch.file("moxel.log")),
+      m_level("MOXEL_LOG_LEVEL", std::nullopt),
+      m_keepTemp("MOXEL_NOT_DEL_TEMP", std::nullopt) {
   gLog = CLog();
 }
 

@@ -74,6 +74,7 @@ class LogTest : public testing::Test {
  private:
   Environment m_path;
   Environment m_level;
+  Environment m_keepTemp;
   size_t m_seen = 0;
 };
 
