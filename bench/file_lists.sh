@@ -13,7 +13,7 @@ esac
 entries=${1:-100000}
 
 cd "$(dirname "$0")/.."
-sh scripts/packages.sh cmake ninja-build g++ libc-bin strace
+sh scripts/packages.sh cmake ninja-build gettext g++ libc-bin strace
 build=build/bench
 cmake -S . -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Release -DBUILD_TESTING=OFF \
   -DMOXEL_BENCH=ON >/dev/null

@@ -8,7 +8,7 @@ if [ "${1:-}" = -h ]; then
 fi
 
 cd "$(dirname "$0")/.."
-sh scripts/packages.sh cmake ninja-build g++ libgtest-dev libgmock-dev gcovr
+sh scripts/packages.sh cmake ninja-build gettext g++ libgtest-dev libgmock-dev gcovr
 
 build=build/coverage
 cmake --preset coverage >/dev/null

@@ -18,6 +18,7 @@
 #include <ctime>
 #include <fstream>
 
+#include "CEnvConf.h"
 #include "CMutex.h"
 #include "Process.h"
 #include "Scratch.h"
@@ -616,13 +617,15 @@ struct SystemLine {
 };
 
 TEST_F(Log, SendsALineUnderTheDefaults) {
-  int pid = 0;
+  const Environment zone("TZ", "JST-9");
+  const time_t before = time(nullptr);
   const SystemLine line(sentToSystemLogger(scratch, [&] {
     gLog.init("/opt/kardo/moxel/bin/tool");
     gLog.slog("disk %s at %d", "full", 99);
     writeFile(scratch.file("pid"), std::to_string(getpid()));
   }));
-  pid = atoi(readFile(scratch.file("pid")).c_str());
+  const time_t after = time(nullptr);
+  const int pid = atoi(readFile(scratch.file("pid")).c_str());
   EXPECT_EQ(line.priority, LOG_USER | LOG_INFO);
   EXPECT_EQ(line.ident, "tool");
   EXPECT_EQ(line.pid, "PID=");
@@ -630,6 +633,33 @@ TEST_F(Log, SendsALineUnderTheDefaults) {
   EXPECT_EQ(line.text, "disk full at 99");
   tm parsed = {};
   EXPECT_NE(strptime(line.stamp.c_str(), "%Y/%m/%d %H:%M:%S ", &parsed), nullptr) << line.stamp;
+  const time_t stamped = mktime(&parsed);
+  EXPECT_LE(before, stamped);
+  EXPECT_LE(stamped, after);
+}
+
+TEST_F(Log, SendsALineUnderTheConfiguredNumbers) {
+  struct {
+    const char* conf;
+    int priority;
+  } const rows[] = {
+      {"SysLogFacility=LOG_LOCAL3\nSysLogPriority=LOG_ERR\n", LOG_LOCAL3 | LOG_ERR},
+      {"SysLogFacility=24\nSysLogPriority=2\n", LOG_DAEMON | LOG_CRIT},
+      {"SysLogFacility=LOG_SYSLOG\nSysLogPriority=nonsense\n", LOG_USER | LOG_INFO},
+      {"SysLogFacility=log_daemon\nSysLogPriority=3x\n", LOG_USER | LOG_INFO},
+      {"SysLogPriority=LOG_DEBUG\n", LOG_USER | LOG_DEBUG},
+      {"SysLogFacility=LOG_MAIL\n", LOG_MAIL | LOG_INFO},
+  };
+  for (const auto& row : rows) {
+    writeFile(scratch.file("conf"), row.conf);
+    const Environment conf("MOXEL_CONF", scratch.file("conf"));
+    const SystemLine line(sentToSystemLogger(scratch, [] {
+      gEnv = CEnvConf();
+      if (gEnv.init()) gLog.slog("text");
+    }));
+    EXPECT_EQ(line.priority, row.priority) << row.conf;
+    EXPECT_EQ(line.text, "text");
+  }
 }
 
 TEST_F(Log, SystemLinesHoldPrintableCharactersOnly) {

@@ -7,6 +7,7 @@
 #include <type_traits>
 
 #include "FakeAgent.h"
+#include "Slots.h"
 
 namespace {
 
@@ -30,14 +31,6 @@ class Gateway : public testing::Test {
   Gateway() { fakeAgent = FakeAgent(); }
   ~Gateway() override { fakeAgent = FakeAgent(); }
 };
-
-// Place of a virtual function in its class's table; 0 and 1 are the destructors.
-template <class Function>
-size_t slotOf(Function function) {
-  size_t word = 0;
-  memcpy(&word, &function, sizeof word);
-  return (word - 1) / sizeof(void*);
-}
 
 TEST_F(Gateway, SlotsStandInTheirOrder) {
   struct View : Client {

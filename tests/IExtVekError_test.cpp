@@ -7,6 +7,7 @@
 #include <sstream>
 
 #include "ExtErrCatalogue.h"
+#include "Slots.h"
 
 namespace {
 
@@ -53,11 +54,6 @@ TEST(IExtVekError, AFreshRecordIsEmpty) {
 }
 
 TEST(IExtVekError, SlotsStandInTheirOrder) {
-  const auto slotOf = [](auto function) {
-    size_t word = 0;
-    memcpy(&word, &function, sizeof word);
-    return (word - 1) / sizeof(void*);
-  };
   const size_t slots[] = {slotOf(&IExtVekError::Communicate),
                           slotOf(&IExtVekError::reportResult),
                           slotOf(&IExtVekError::getLastSmtpMsg),

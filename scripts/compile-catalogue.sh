@@ -1,0 +1,25 @@
+#!/bin/sh
+# Compiles a message catalogue written in UTF-8 into one whose texts are EUC-JP, as the texts that
+# the tools look up are.
+set -eu
+
+usage="usage: compile-catalogue.sh CATALOGUE.po TARGET.mo"
+if [ "${1:-}" = -h ]; then
+  echo "$usage"
+  exit 0
+fi
+if [ $# != 2 ]; then
+  echo "$usage" >&2
+  exit 2
+fi
+
+mkdir -p "$(dirname "$2")"
+# That keys are not ASCII is meant; what msgfmt says of it is shown only with a failure.
+{
+  msgfmt --check --output-file=/dev/null "$1" &&
+    msgconv --to-code=EUC-JP "$1" | msgfmt --output-file="$2" -
+} 2>"$2.warnings" || {
+  cat "$2.warnings" >&2
+  exit 1
+}
+rm "$2.warnings"

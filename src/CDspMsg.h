@@ -1,0 +1,88 @@
+#pragma once
+
+#include <cstdarg>
+#include <memory>
+#include <string>
+
+#include "ResourceBridge.h"
+
+/// Shows numbered messages on standard output, or formats them into a string: the text of a message
+/// ID, filled from the caller's arguments as printf does. The kind of a message is its ID's last
+/// letter; warnings ("W") and errors ("E") show their ID.
+///
+/// `init` comes first; before it every text is empty. An ID that is not known has an empty text, as
+/// has a null ID. Nothing is logged. The variable arguments must be what the text's conversions ask
+/// for, and of types that may be passed to printf.
+class CDspMsg {
+ public:
+  CDspMsg();
+  virtual ~CDspMsg();
+
+  CDspMsg(const CDspMsg&) = delete;
+  CDspMsg& operator=(const CDspMsg&) = delete;
+
+  /// Loads the compiled-in texts in the language of the environment; both arguments are
+  /// deliberately ignored. Returns 0 whatever loading gave; -1 when there is no memory for the
+  /// bridge.
+  int init(const char* lang, std::string file);
+
+  /// Prints the ID on a line of its own if the kind asks for it, the text, and a line feed. Returns
+  /// the result of writing the line feed, negative when that fails.
+  int display(const char* id, va_list args);
+  int dspMsg(const char* id, va_list args);
+
+  template <class... Args>
+  int dspMsg(const char* id, Args... args) {
+    return displayCall(id, args...);
+  }
+  template <class... Args>
+  int dspMsg(std::string id, Args... args) {
+    return displayCall(id.c_str(), args...);
+  }
+
+  /// The same without the ID.
+  int displayDesc(const char* id, va_list args);
+
+  /// `displayDesc` unless `quiet`.
+  template <class... Args>
+  void dspMsgBySwitch(bool quiet, const char* id, Args... args) {
+    if (!quiet) displayDescCall(id, args...);
+  }
+  template <class... Args>
+  void dspMsgBySwitch(bool quiet, std::string id, Args... args) {
+    if (!quiet) displayDescCall(id.c_str(), args...);
+  }
+
+  /// `out` receives the ID and " : " if the kind asks for it, and at most 1023 bytes of the text,
+  /// without a line feed. Returns `out`. `retStringOrg` takes the untranslated text.
+  std::string& retString(std::string& out, const char* id, va_list args);
+  std::string& retStringOrg(std::string& out, const char* id, va_list args);
+
+  /// `retString`; returns 0.
+  template <class... Args>
+  int getStr(std::string& out, const char* id, Args... args) {
+    return formatCall(out, id, args...);
+  }
+  template <class... Args>
+  int getStr(std::string& out, std::string id, Args... args) {
+    return formatCall(out, id.c_str(), args...);
+  }
+
+ protected:
+  std::unique_ptr<ResourceBridge> bridge;  ///< The text source; null before `init`.
+
+ private:
+  // The variable arguments' way into a va_list. The templates above keep a literal 0 from being
+  // taken for one.
+  int displayCall(const char* id, ...);
+  int displayDescCall(const char* id, ...);
+  int formatCall(std::string& out, const char* id, ...);
+};
+
+/// A new bridge to the compiled-in texts, which the caller owns; null when there is no memory for
+/// it. The name is spelt deliberately so.
+ResourceBridge* creatMethod();
+
+/// The message display of the process. A tool calls `gMsg.init` at its start, before `gEnv.init`,
+/// which shows messages.
+extern CDspMsg gMsg;

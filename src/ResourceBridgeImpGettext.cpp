@@ -1,0 +1,44 @@
+#include "ResourceBridgeImpGettext.h"
+
+#include <libintl.h>
+
+#include <clocale>
+#include <new>
+
+#include "MsgTable.h"
+#include "ResourceCO.h"
+
+namespace {
+
+constexpr char kDomain[] = "moxel";
+constexpr char kCatalogues[] = "/usr/share/locale";
+
+}  // namespace
+
+ResourceBridgeImpGettext::ResourceBridgeImpGettext() = default;
+
+ResourceBridgeImpGettext::~ResourceBridgeImpGettext() = default;
+
+int ResourceBridgeImpGettext::load(const char* /*lang*/, std::string /*file*/) {
+  try {
+    resource = std::make_unique<ResourceCO>(gMsgTable);
+  } catch (const std::bad_alloc&) {
+    return -1;
+  }
+  setlocale(LC_ALL, "");
+  bindtextdomain(kDomain, kCatalogues);
+  textdomain(kDomain);
+  return 0;
+}
+
+const char* ResourceBridgeImpGettext::getText(int number) {
+  return resource == nullptr ? "" : resource->getText(number);
+}
+
+const char* ResourceBridgeImpGettext::getText(const char* id) {
+  return resource == nullptr ? "" : resource->getText(id);
+}
+
+const char* ResourceBridgeImpGettext::getTextOrg(const char* id) {
+  return resource == nullptr ? "" : resource->getTextOrg(id);
+}

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "Resource.h"
+#include "ResourceBridge.h"
+
+/// Message texts of the compiled-in table, translated by the catalogue
+/// "/usr/share/locale/LANGUAGE/LC_MESSAGES/moxel.mo" where there is one. Before `load` every text
+/// is empty.
+class ResourceBridgeImpGettext : public ResourceBridge {
+ public:
+  ResourceBridgeImpGettext();
+  ~ResourceBridgeImpGettext() override;
+
+  /// Indexes the table, takes the locale from the environment for all categories of the process,
+  /// and selects the text domain "moxel". Both arguments are ignored. 0; -1 when there is no memory
+  /// for the index. A missing catalogue is no failure.
+  int load(const char* lang, std::string file) override;
+
+  const char* getText(int number) override;
+  const char* getText(const char* id) override;
+  const char* getTextOrg(const char* id) override;
+
+ protected:
+  std::unique_ptr<MoxelCommon::Resource> resource;  ///< Null before `load`.
+};

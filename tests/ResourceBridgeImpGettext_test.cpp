@@ -1,0 +1,162 @@
+#include "ResourceBridgeImpGettext.h"
+
+#include <libintl.h>
+#include <sys/mount.h>
+
+#include <algorithm>
+#include <clocale>
+
+#include "MsgTable.h"
+#include "Process.h"
+#include "Scratch.h"
+
+namespace {
+
+constexpr const char* kNull = nullptr;
+
+class Catalogue : public testing::Test {
+ protected:
+  // The texts of all rows in a locale, by number, one behind the other; with the catalogue that the
+  // build has made, or without any.
+  std::string texts(const std::string& locale, bool installed) {
+    const std::string result = scratch.file("texts");
+    const int status = inChild([&] {
+      if (!enterPrivateNamespace()) return 100;
+      // The catalogues' directory and the locales are this test's own.
+      if (!mountEmpty("/usr/share/locale")) return 101;
+      if (installed &&
+          mount(MOXEL_BUILD_DIR "/locale", "/usr/share/locale", nullptr, MS_BIND, nullptr) != 0) {
+        return 102;
+      }
+      if (locale != "C" && !makeLocale(locale)) return 103;
+      setenv("LOCPATH", scratch.path().c_str(), 1);
+      setenv("LC_ALL", locale.c_str(), 1);
+      unsetenv("LANGUAGE");
+      ResourceBridgeImpGettext bridge;
+      if (bridge.load("ignored", "/ignored") != 0) return 1;
+      if (std::string(setlocale(LC_MESSAGES, nullptr)) != locale) return 2;
+      if (std::string(setlocale(LC_CTYPE, nullptr)) != locale) return 3;
+      if (std::string(textdomain(nullptr)) != "moxel") return 4;
+      if (std::string(bindtextdomain("moxel", nullptr)) != "/usr/share/locale") return 5;
+      std::string all;
+      for (const MSG_TABLE* row = gMsgTable; row->number != kMsgTableEnd; ++row) {
+        const std::string text = bridge.getText(row->number);
+        if (bridge.getText(row->id) != text) return 6;
+        if (std::string(bridge.getTextOrg(row->id)) != row->text) return 7;
+        all += text + "\n--\n";
+      }
+      // A text that is not there is empty, not the catalogue's heading.
+      if (*bridge.getText(9999) != '\0' || *bridge.getText("MXL99999E") != '\0') return 8;
+      if (*bridge.getText(kNull) != '\0' || *bridge.getText("") != '\0') return 9;
+      writeFile(result, all);
+      return 0;
+    });
+    EXPECT_EQ(exitCode(status), 0) << locale;
+    return readFile(result);
+  }
+
+  bool makeLocale(const std::string& locale) {
+    const std::string charset = locale == "ja_JP.eucJP" ? "EUC-JP" : "UTF-8";
+    return system(("localedef -i ja_JP -f " + charset + " " + scratch.file(locale)).c_str()) == 0;
+  }
+
+  std::string untranslated() {
+    std::string all;
+    for (const MSG_TABLE* row = gMsgTable; row->number != kMsgTableEnd; ++row) {
+      all += row->text + std::string("\n--\n");
+    }
+    return all;
+  }
+
+  std::string inUtf8(const std::string& eucjp) {
+    writeFile(scratch.file("eucjp"), eucjp);
+    EXPECT_EQ(
+        system(("iconv -f EUC-JP -t UTF-8 " + scratch.file("eucjp") + " >" + scratch.file("utf8"))
+                   .c_str()),
+        0);
+    return readFile(scratch.file("utf8"));
+  }
+
+  Scratch scratch;
+};
+
+TEST_F(Catalogue, WithoutACatalogueTheTextsAreTheTables) {
+  EXPECT_EQ(texts("C", false), untranslated());
+  EXPECT_EQ(texts("C", true), untranslated()) << "the C locale has no translations";
+  EXPECT_EQ(texts("ja_JP.eucJP", false), untranslated());
+}
+
+TEST_F(Catalogue, JapaneseTextsHaveTheCodeSetOfTheLocale) {
+  const std::string eucjp = texts("ja_JP.eucJP", true);
+  const std::string utf8 = texts("ja_JP.UTF-8", true);
+  EXPECT_EQ(utf8, inUtf8(eucjp));
+  // "Sent" and "Not sent", the last two rows.
+  EXPECT_EQ(utf8.substr(utf8.find("送信済み\n--\n未送信\n--\n")), "送信済み\n--\n未送信\n--\n");
+  EXPECT_NE(utf8.find("アーカイブする調査グループが多すぎます。\n--\n"), std::string::npos);
+  // A row whose text is Japanese in the table.
+  EXPECT_NE(utf8.find("MOXEL V1.xの調査資料をMOXEL V2.0にコンバートしています。\n--\n"),
+            std::string::npos);
+  EXPECT_NE(eucjp.find(gMsgTable[252].text), std::string::npos);
+}
+
+TEST_F(Catalogue, EveryRowIsTranslated) {
+  const std::string eucjp = texts("ja_JP.eucJP", true);
+  size_t begin = 0;
+  for (const MSG_TABLE* row = gMsgTable; row->number != kMsgTableEnd; ++row) {
+    const size_t end = eucjp.find("\n--\n", begin);
+    ASSERT_NE(end, std::string::npos);
+    const std::string text = eucjp.substr(begin, end - begin);
+    begin = end + 4;
+    const std::string original = row->text;
+    const bool isJapanese = std::any_of(original.begin(), original.end(), [](char c) {
+      return static_cast<unsigned char>(c) > 0x7f;
+    });
+    if (isJapanese || original == "%s") {
+      EXPECT_EQ(text, original) << row->id;
+    } else {
+      EXPECT_NE(text, original) << row->id;
+    }
+  }
+}
+
+TEST(ResourceBridgeImpGettext, BeforeLoadingThereAreNoTexts) {
+  ResourceBridgeImpGettext bridge;
+  EXPECT_STREQ(bridge.getText(273), "");
+  EXPECT_STREQ(bridge.getText("MXL13000I"), "");
+  EXPECT_STREQ(bridge.getTextOrg("MXL13000I"), "");
+}
+
+TEST(ResourceBridgeImpGettext, LoadingTwiceIsLoadingOnce) {
+  ResourceBridgeImpGettext bridge;
+  EXPECT_EQ(bridge.load(nullptr, ""), 0);
+  EXPECT_EQ(bridge.load(nullptr, ""), 0);
+  EXPECT_STREQ(bridge.getTextOrg("MXL13000I"), "Sent");
+}
+
+TEST(ResourceBridgeImpGettext, OwnsItsTable) {
+  struct Owned : MoxelCommon::Resource {
+    explicit Owned(bool& destroyed) : m_destroyed(destroyed) {}
+    ~Owned() override { m_destroyed = true; }
+    const char* getText(int) override { return "by number"; }
+    const char* getText(const char*) override { return "by ID"; }
+    const char* getTextOrg(int) override { return ""; }
+    const char* getTextOrg(const char*) override { return "original"; }
+    bool& m_destroyed;
+  };
+  struct Bridge : ResourceBridgeImpGettext {
+    using ResourceBridgeImpGettext::resource;
+  };
+  bool destroyed = false;
+  {
+    Bridge bridge;
+    EXPECT_EQ(bridge.resource, nullptr);
+    bridge.resource = std::make_unique<Owned>(destroyed);
+    EXPECT_STREQ(bridge.getText(1), "by number");
+    EXPECT_STREQ(bridge.getText("x"), "by ID");
+    EXPECT_STREQ(bridge.getTextOrg("x"), "original");
+    EXPECT_FALSE(destroyed);
+  }
+  EXPECT_TRUE(destroyed);
+}
+
+}  // namespace

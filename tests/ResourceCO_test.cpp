@@ -1,0 +1,99 @@
+#include "ResourceCO.h"
+
+#include <gtest/gtest.h>
+
+#include "Slots.h"
+
+namespace {
+
+constexpr const char* kNull = nullptr;
+
+// The index with its parts in view.
+struct Index : ResourceCO {
+  using ResourceCO::byId;
+  using ResourceCO::byNumber;
+  using ResourceCO::ResourceCO;
+  using ResourceCO::tables;
+};
+
+TEST(ResourceCO, SlotsStandInTheirOrder) {
+  using Resource = MoxelCommon::Resource;
+  using ByNumber = const char* (Resource::*)(int);
+  using ById = const char* (Resource::*)(const char*);
+  EXPECT_EQ(slotOf<ByNumber>(&Resource::getText), 2u);
+  EXPECT_EQ(slotOf<ById>(&Resource::getText), 3u);
+  EXPECT_EQ(slotOf<ByNumber>(&Resource::getTextOrg), 4u);
+  EXPECT_EQ(slotOf<ById>(&Resource::getTextOrg), 5u);
+}
+
+TEST(ResourceCO, IndexesTheShippedTable) {
+  Index index(gMsgTable);
+  EXPECT_EQ(index.tables.size(), 275u);
+  EXPECT_EQ(index.tables.front(), gMsgTable);
+  EXPECT_EQ(index.tables.back(), gMsgTable + 274);
+  EXPECT_EQ(index.byNumber.size(), 275u);
+  EXPECT_EQ(index.byId.size(), 275u);
+  EXPECT_EQ(index.byNumber.count(kMsgTableEnd), 0u);
+  for (const MSG_TABLE* row = gMsgTable; row->number != kMsgTableEnd; ++row) {
+    EXPECT_EQ(index.getTextOrg(row->number), row->text);
+    EXPECT_STREQ(index.getTextOrg(row->id), row->text);
+    EXPECT_STREQ(index.getText(row->number), row->text) << "no catalogue is bound";
+    EXPECT_STREQ(index.getText(row->id), row->text);
+  }
+  EXPECT_STREQ(index.getTextOrg(273), "Sent");
+  EXPECT_STREQ(index.getTextOrg("MXL13001I"), "Not sent");
+}
+
+TEST(ResourceCO, LaterRowsReplaceEarlierOnes) {
+  const MSG_TABLE table[] = {
+      {5, "A", "one"},   {5, "B", "two"}, {6, "A", "three"},          {7, nullptr, "four"},
+      {8, "C", nullptr}, {-1, "D", ""},   {kMsgTableEnd, "E", "end"}, {9, "F", "behind"}};
+  Index index(table);
+  EXPECT_EQ(index.tables.size(), 6u);
+  EXPECT_STREQ(index.getTextOrg(5), "two");
+  EXPECT_STREQ(index.getTextOrg("A"), "three");
+  EXPECT_STREQ(index.getTextOrg("B"), "two");
+  EXPECT_STREQ(index.getTextOrg(7), "four");
+  EXPECT_STREQ(index.getTextOrg(8), "");
+  EXPECT_STREQ(index.getTextOrg("C"), "");
+  EXPECT_STREQ(index.getTextOrg(-1), "");
+  EXPECT_EQ(index.byId.size(), 4u);
+  EXPECT_STREQ(index.getTextOrg("E"), "");
+  EXPECT_STREQ(index.getTextOrg(9), "");
+}
+
+TEST(ResourceCO, AnEmptyTable) {
+  const MSG_TABLE table[] = {{kMsgTableEnd, nullptr, nullptr}};
+  Index index(table);
+  EXPECT_TRUE(index.tables.empty());
+  EXPECT_STREQ(index.getText(0), "");
+}
+
+TEST(ResourceCO, LookUpsEnterWhatIsNotThere) {
+  Index index(gMsgTable);
+  EXPECT_STREQ(index.getText(9999), "");
+  EXPECT_STREQ(index.getTextOrg(9998), "");
+  EXPECT_EQ(index.byNumber.size(), 277u);
+  EXPECT_EQ(index.byNumber.at(9999), nullptr);
+  EXPECT_EQ(index.byNumber.at(9998), nullptr);
+
+  EXPECT_STREQ(index.getText("MXL99999E"), "");
+  EXPECT_STREQ(index.getTextOrg(""), "");
+  EXPECT_EQ(index.byId.size(), 277u);
+  EXPECT_EQ(index.byId.at("MXL99999E"), "");
+
+  EXPECT_STREQ(index.getText(kNull), "");
+  EXPECT_STREQ(index.getTextOrg(kNull), "");
+  EXPECT_EQ(index.byId.size(), 277u);
+}
+
+TEST(ResourceCO, TextsByIdAreCopies) {
+  MSG_TABLE table[] = {{1, "A", "one"}, {kMsgTableEnd, nullptr, nullptr}};
+  Index index(table);
+  EXPECT_NE(index.getTextOrg("A"), table[0].text);
+  EXPECT_EQ(index.getTextOrg(1), table[0].text);
+  table[0].text = "other";
+  EXPECT_STREQ(index.getTextOrg("A"), "one");
+}
+
+}  // namespace
