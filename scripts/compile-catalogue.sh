@@ -17,9 +17,11 @@ mkdir -p "$(dirname "$2")"
 # That keys are not ASCII is meant; what msgfmt says of it is shown only with a failure.
 {
   msgfmt --check --output-file=/dev/null "$1" &&
-    msgconv --to-code=EUC-JP "$1" | msgfmt --output-file="$2" -
+    msgconv --to-code=EUC-JP --output-file="$2.po" "$1" &&
+    msgfmt --output-file="$2.new" "$2.po"
 } 2>"$2.warnings" || {
   cat "$2.warnings" >&2
   exit 1
 }
-rm "$2.warnings"
+mv "$2.new" "$2"
+rm "$2.po" "$2.warnings"

@@ -8,7 +8,8 @@ if [ "${1:-}" = -h ]; then
 fi
 
 cd "$(dirname "$0")/.."
-sh scripts/packages.sh cmake ninja-build gettext g++ libgtest-dev libgmock-dev gcovr
+sh scripts/packages.sh cmake ninja-build gettext g++ libgtest-dev libgmock-dev \
+  libc-bin util-linux locales psmisc perl gcovr
 
 build=build/coverage
 cmake --preset coverage >/dev/null

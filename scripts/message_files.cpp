@@ -42,6 +42,11 @@ int main(int argc, char** argv) {
   }
   for (const MSG_TABLE* row = gMsgTable; row->number != kMsgTableEnd; ++row) {
     const char* text = translated ? gettext(row->text) : row->text;
+    // A text that the catalogue has is never the caller's own.
+    if (translated && text == row->text) {
+      std::fprintf(stderr, "message_files: %s is not translated\n", row->id);
+      return 1;
+    }
     std::printf("%s\t%s\n", row->id, inFileForm(text).c_str());
   }
   return std::fflush(stdout) == 0 ? 0 : 1;

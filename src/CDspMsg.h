@@ -12,7 +12,7 @@
 ///
 /// `init` comes first; before it every text is empty. An ID that is not known has an empty text, as
 /// has a null ID. Nothing is logged. The variable arguments must be what the text's conversions ask
-/// for, and of types that may be passed to printf.
+/// for, and of types that may be passed to printf; a va_list goes with an ID that is a const char*.
 class CDspMsg {
  public:
   CDspMsg();

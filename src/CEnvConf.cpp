@@ -240,6 +240,7 @@ bool CEnvConf::getValueBool(std::string key, bool& out) {
 
 int CEnvConf::convValueInt(char* value) {
   constexpr int kKbPerMbBits = 10;
+  if (value == nullptr) return 0;
   toLowerStr(value);
   gLog.tlog("convValueInt = %s", value);
 
@@ -282,7 +283,7 @@ bool CEnvConf::needAutoClean() {
 }
 
 void CEnvConf::setSaveArea(char* out, const char* dir) {
-  const std::string whole = dir;
+  const std::string whole = dir == nullptr ? "" : dir;
   const std::string host = getHostname();
   const auto token = whole.find(kHostToken);
   *out = '\0';
@@ -323,6 +324,10 @@ int CEnvConf::lookUpSaveCoreDirFromDumpadm(char* out) {
 }
 
 int CEnvConf::lookUpSaveCoreDirFromScript(const char* script, char* out) {
+  if (script == nullptr) {
+    *out = '\0';
+    return -1;
+  }
   return lookUp(format("(awk '\t\t{ \t\t\tloc=index($0,\"#\"); \t\t\tif( loc == 0 ) { print $0; }"
                        "\t\t\telse { print substr($0,1,loc-1); }\t\t}' < %s |"
                        "\t\tawk '\t\t/^[ \\t]*savecore/{ \t\t\tloc = index( $0 , \"savecore\" );"
@@ -333,6 +338,7 @@ int CEnvConf::lookUpSaveCoreDirFromScript(const char* script, char* out) {
 }
 
 bool CEnvConf::isRunning(const char* path) {
+  if (path == nullptr) return false;
   char command[kRunningCommandBytes];
   snprintf(command, sizeof command, "(echo `fuser %s` |awk '{print NF}') 2>/dev/null", path);
   char count[kAnswerBytes] = "";

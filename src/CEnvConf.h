@@ -26,7 +26,8 @@ class CEnvConf {
   /// Keywords and values have 256 bytes at most. Sizes: see `convValueInt`; "MaxSendTotal" is 10240
   /// at most. Booleans: yes, no, on, off, true, false in any case, kept in lower case. Hours
   /// ("RCExtremeTime", "RCExtremeFrequency"): 1 to 99, else "0"; minutes ("RCWaitLimit"): 1 to
-  /// 16383, else "180"; what stands from "hour" or "min" on is cut off.
+  /// 16383, else "180"; what stands from "hour" or "min" on is cut off, what stands before it is
+  /// kept.
   bool init();
 
   /// `out` receives the value of `key`: as it is, as a number (base 10, leading digits, 0 when
@@ -37,8 +38,9 @@ class CEnvConf {
   bool getValueBool(std::string key, bool& out);
 
   /// Rewrites a size to KB in place and returns 1: digits, or digits with "kb" or "mb" right behind
-  /// in any case. 0 for anything else. Plain and "mb" numbers are brought to the range of an int
-  /// first; "mb" then multiplies in 32 bits. Up to 256 digits are looked at. The text may grow
+  /// in any case. 0 for anything else and for null. Plain and "mb" numbers are brought to the range
+  /// of an int first; "mb" then multiplies in 32 bits. Up to 256 digits are looked at. The text may
+  /// grow
   /// ("2mb" becomes "2048"): `value` must hold 12 bytes at least.
   int convValueInt(char* value);
 
@@ -53,23 +55,26 @@ class CEnvConf {
   bool needAutoClean();
 
   /// `out` receives `dir` with the first "$HOSTNAME$" replaced by the host name. `out` holds 4097
-  /// bytes; a longer text is cut to 4096.
+  /// bytes; a longer text is cut to 4096. A null `dir` gives the empty text.
   void setSaveArea(char* out, const char* dir);
 
   /// `out`, of 4097 bytes, receives the directory of crash dumps: what "dumpadm" says, else a
   /// savecore line of the start-up scripts, else "/var/crash/$HOSTNAME$", with the host name in its
-  /// place. The log tells which. Returns true.
+  /// place and cut like that of `setSaveArea`. The log tells which. Returns true.
   bool setDefaultSaveCoreDir(char* out);
 
   /// `out`, of 1024 bytes at least, receives what "dumpadm" or a start-up script says, trimmed, or
-  /// the empty text. Returns the exit code of the look-up's command, or -1 when it could not be
-  /// run. A script's answer is the rest of its first savecore line as a shell echoes it, options
-  /// included; the shell runs whatever stands there, so a script must be as trusted as its caller.
+  /// the empty text. Returns the exit code of the look-up's command, or -1 when it could not be run
+  /// or `script` is null. A script's answer is the rest of its first savecore line as a shell
+  /// echoes it, options included; the shell runs whatever stands there, so a script must be as
+  /// trusted as its caller. `script` stands in the command as it is, which is cut at 4095 bytes,
+  /// and must not come from an untrusted source.
   int lookUpSaveCoreDirFromDumpadm(char* out);
   int lookUpSaveCoreDirFromScript(const char* script, char* out);
 
-  /// True when `fuser` finds a process that runs the file or has it open. `path` stands in a shell
-  /// command as it is, which is cut at 1023 bytes, and must not come from an untrusted source.
+  /// True when `fuser` finds a process that runs the file or has it open; false for null. `path`
+  /// stands in a shell command as it is, which is cut at 1023 bytes, and must not come from an
+  /// untrusted source.
   bool isRunning(const char* path);
 
   /// `isRunning` of the crash dump saver and of the system snapshot collector.
@@ -83,6 +88,7 @@ class CEnvConf {
   void dump();
 
   std::map<std::string, std::string> m_values;
+  std::string m_spare;  // deliberately unused and empty
 };
 
 /// The configuration of the process.

@@ -225,7 +225,9 @@ int isAllowDelete(std::string path);
 ///
 /// `path` stands in a shell command, quoted by `shellEsc`: a semicolon, a line feed, "*", "?", "[",
 /// "]", "!", "~" and "=" pass unescaped. Names in the tree are read back line by line, in pieces of
-/// 1023 bytes. Neither `path` nor the names below it may come from an untrusted source.
+/// 1023 bytes: a name that holds a line feed can name another file. A relative path that begins
+/// with "-" or "!" is an expression to `find`; write "./-x". Neither `path` nor the names below it
+/// may come from an untrusted source.
 int removeFiles(const char* path, int recursive);
 
 /// Makes a directory with mode 0755 less the process mask; with `recursive` 1 its missing parents
@@ -251,8 +253,7 @@ int rmTempFile(char* path, int flag);
 /// directories among them, at any depth; directories themselves count nothing. A file that cannot
 /// be examined counts nothing and is logged as by `getFileSize`, with a trace line besides.
 ///
-/// Links are followed: what they lead to is counted as often as they lead there. Where a directory
-/// entry's own type says what it is, that is believed.
+/// Links are followed: what they lead to is counted as often as they lead there.
 long long getTotalFileSize(const std::list<std::string>& paths, int recursive);
 
 /// Kilobytes that "du -sk" prints for `dir`, 0 when it prints none; -1 for null, unlogged.

@@ -97,7 +97,8 @@ int split(const char* text, const char* delim, List& out, int count) {
 /// Lists `dir` without "." and "..", in the system's order, into `out`, and returns the number of
 /// names: bare ones, or "dir/name" when `fullPath` is not 0. With `dirsOnly` 1 only directories;
 /// otherwise all that are none, and with `withDirs` not 0 directories too. Links count as what they
-/// lead to, sockets and block devices as directories.
+/// lead to, sockets and block devices as directories. What an entry is, its own type decides where
+/// it suffices: a file or socket mounted over an entry counts as what it covers.
 ///
 /// -1 when `dir` is null (logged), no directory (`out` is then untouched), or cannot be opened; "/"
 /// itself cannot, since its trailing slash is removed, and neither can names of 4096 bytes or more.

@@ -198,7 +198,6 @@ TEST(CDspMsg, UnknownAndNullIdsAreEmpty) {
 TEST(CDspMsg, TheResultIsThatOfTheLineFeed) {
   Display display;
   EXPECT_EQ(shown([&] { EXPECT_GT(display.dspMsg("MXL10000I", 1), 0); }), "text 1\n");
-  Scratch scratch;
   const int status = inChild([&] {
     if (freopen("/dev/full", "w", stdout) == nullptr) return 1;
     setvbuf(stdout, nullptr, _IONBF, 0);

@@ -275,22 +275,46 @@ TEST_F(Configuration, ReadingAgainReadsOverTheTable) {
 }
 
 TEST_F(Configuration, WithoutMessagesOnlyTheIdsAreShown) {
+  unlink(file.c_str());
   const int status = inChild([&] {
     // As in a tool that has not initialised its messages.
-    execl("/proc/self/exe", "moxel_test", "--gtest_filter=ConfigurationAlone.Reads",
-          "--gtest_also_run_disabled_tests", static_cast<char*>(nullptr));
+    setenv("MOXEL_TEST_OUTPUT", scratch.file("output").c_str(), 1);
+    execl("/proc/self/exe", "moxel_test", "--gtest_filter=ConfigurationAlone.IsRead",
+          static_cast<char*>(nullptr));
     return 1;
   });
   EXPECT_EQ(exitCode(status), 0);
+  EXPECT_EQ(readFile(scratch.file("output")), "MXL10100E\n\n");
 }
 
-TEST(ConfigurationAlone, Reads) {
-  const Environment path("MOXEL_CONF", "/nonexistent");
+// Runs in a process of its own, for the test above.
+TEST(ConfigurationAlone, IsRead) {
+  const char* output = getenv("MOXEL_TEST_OUTPUT");
+  if (output == nullptr) GTEST_SKIP() << "part of another test";
   testing::internal::CaptureStdout();
   EXPECT_FALSE(CEnvConf().init());
   fflush(stdout);
-  const std::string shown = testing::internal::GetCapturedStdout();
-  EXPECT_EQ(shown.substr(0, 10), "MXL10100E\n");
+  writeFile(output, testing::internal::GetCapturedStdout());
+}
+
+TEST_F(Configuration, PercentSignsInPathsAreCharacters) {
+  file = scratch.file("100%s%n%d.conf");
+  setenv("MOXEL_CONF", file.c_str(), 1);
+  EXPECT_FALSE(load());
+  EXPECT_EQ(newlyLogged(), Lines{"CEnvConf : open " + file + " error"});
+  EXPECT_EQ(shown, "MXL10100E\nFailed to load the moxel conf file(" + file + ")\n");
+  expectError("wrong\n", 1, "keyword not exist.");
+}
+
+TEST_F(Configuration, NullArguments) {
+  char out[4097] = "before";
+  EXPECT_EQ(conf.convValueInt(nullptr), 0);
+  conf.setSaveArea(out, nullptr);
+  EXPECT_STREQ(out, "");
+  strcpy(out, "before");
+  EXPECT_EQ(conf.lookUpSaveCoreDirFromScript(nullptr, out), -1);
+  EXPECT_STREQ(out, "");
+  EXPECT_FALSE(conf.isRunning(nullptr));
 }
 
 // ---- Kinds -------------------------------------------------------------------------------------
@@ -436,6 +460,8 @@ TEST_F(Configuration, HoursInTheFile) {
                     {"", "0"},
                     {"hour", "0"},
                     {"x", "0"},
+                    {" 5", " 5"},
+                    {"+5", "+5"},
                     {"5x", "5x"},
                     {"12HOUR", "12HOUR"},
                     {"007hour", "007"},
@@ -547,6 +573,7 @@ TEST_F(Directories, TheSaveAreaHasADefault) {
   ASSERT_TRUE(load(""));
   EXPECT_EQ(value("SaveArea"), "/var/crash/" + host + "/kardo/moxel_sa");
   EXPECT_EQ(std::string(conf.getSaveAreaPath()), value("SaveArea"));
+  EXPECT_EQ(value("SaveCore"), "/var/crash/" + host);
   ASSERT_TRUE(load("SaveArea=/data/$HOSTNAME$\n"));
   EXPECT_STREQ(conf.getSaveAreaPath(), ("/data/" + host).c_str());
 }
@@ -566,6 +593,11 @@ TEST_F(Directories, DumpadmNamesTheDirectory) {
   install("dumpadm", "echo 'x: Savecore directory: /a'\n");
   conf.lookUpSaveCoreDirFromDumpadm(out);
   EXPECT_STREQ(out, "Savecore directory: /a");
+  install("dumpadm", "echo 'Savecore directory: /a%s%n'\n");
+  newlyLogged();
+  ASSERT_TRUE(load(""));
+  EXPECT_EQ(value("SaveCore"), "/a%s%n");
+  EXPECT_EQ(newlyLogged("save core"), Lines{"save core decided from dumpadm : /a%s%n"});
   install("dumpadm", "echo 'savecore directory: /a'\necho 'Savecore directory /a' >&2\n");
   conf.lookUpSaveCoreDirFromDumpadm(out);
   EXPECT_STREQ(out, "");
@@ -599,6 +631,20 @@ TEST_F(Directories, VariablesOfTheScriptAreTheEnvironments) {
   EXPECT_EQ(script("D=/not/run\nsavecore $D/x\n"), "/x") << "other lines are not run";
 }
 
+TEST_F(Directories, ScriptCommandsAreCutAt4095Bytes) {
+  writeFile(scratch.file("script"), "savecore /found\n");
+  // Many slashes are one to the system; with too many the command has no end.
+  const auto lookUp = [&](size_t slashes) {
+    char out[4097];
+    const std::string path = scratch.path() + std::string(slashes, '/') + "script";
+    conf.lookUpSaveCoreDirFromScript(path.c_str(), out);
+    return std::string(out);
+  };
+  EXPECT_EQ(lookUp(1), "/found");
+  EXPECT_EQ(lookUp(3700), "/found");
+  EXPECT_EQ(lookUp(4000), "");
+}
+
 TEST_F(Directories, AMissingScriptHasNoAnswer) {
   char out[4097] = "before";
   conf.lookUpSaveCoreDirFromScript("/nonexistent", out);
@@ -609,10 +655,7 @@ TEST_F(Directories, AMissingScriptHasNoAnswer) {
 TEST_F(Directories, LookUpCommandsAreTheFixedOnes) {
   // A shell that notes what it is asked to run stands in for the system's.
   const int status = inChild([&] {
-    if (!enterPrivateNamespace()) return 100;
-    writeFile(scratch.file("sh"),
-              "#!/bin/bash\nprintf '%s' \"${@: -1}\" >" + scratch.file("command") + "\n", 0755);
-    if (mount(scratch.file("sh").c_str(), "/bin/sh", nullptr, MS_BIND, nullptr) != 0) return 101;
+    if (!enterPrivateNamespace() || !noteShellCommands(scratch.file("command"))) return 100;
     char out[4097];
     conf.lookUpSaveCoreDirFromDumpadm(out);
     writeFile(scratch.file("dumpadm command"), readFile(scratch.file("command")));

@@ -241,9 +241,11 @@ TEST_F(Mutex, RemovalDetachesAndTheNextInitMakesANewSet) {
   ASSERT_TRUE(mutex.lock(true));
   EXPECT_TRUE(mutex.remove(false, 3600));
   EXPECT_EQ(set(), -1);
+  errno = 0;
   EXPECT_FALSE(mutex.remove(false, 0));
   EXPECT_FALSE(mutex.lock(true));
   EXPECT_FALSE(mutex.release());
+  EXPECT_EQ(errno, 0) << "the system is not asked any more";
   ASSERT_TRUE(mutex.init(0));
   EXPECT_EQ(value(), 1);
 }

@@ -106,6 +106,7 @@ TEST(MsgTable, TextsCanBeShownAndStored) {
     EXPECT_TRUE(texts.insert(text).second) << text;
     // Only conversions that every tool knows.
     for (size_t at = 0; (at = text.find('%', at)) != std::string::npos; at += 2) {
+      ASSERT_LT(at + 1, text.size()) << text;
       EXPECT_NE(std::string("sd%").find(text.substr(at + 1, 1)), std::string::npos) << text;
     }
     // English is ASCII; Japanese is whole EUC-JP characters.

@@ -127,6 +127,7 @@ TEST(ResourceBridgeImpGettext, BeforeLoadingThereAreNoTexts) {
 }
 
 TEST(ResourceBridgeImpGettext, LoadingTwiceIsLoadingOnce) {
+  const Environment language("LC_ALL", "C");
   ResourceBridgeImpGettext bridge;
   EXPECT_EQ(bridge.load(nullptr, ""), 0);
   EXPECT_EQ(bridge.load(nullptr, ""), 0);

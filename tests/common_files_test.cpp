@@ -1,6 +1,7 @@
 #include <fcntl.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/sysmacros.h>
 #include <sys/un.h>
 #include <unistd.h>
 
@@ -150,6 +151,43 @@ TEST_F(Trees, TheFirstEntryThatStaysEndsTheWalk) {
   EXPECT_EQ(removeFiles(tree().c_str(), 1), -1);
   EXPECT_EQ(namesIn(tree()), (Lines{"a", "m"})) << "z came first, a would have come after";
   EXPECT_EQ(namesIn(tree() + "/m"), Lines{"link"});
+}
+
+TEST_F(Trees, SocketsAndBlockDevicesCountAsDirectoriesAndStay) {
+  makeTree();
+  const int listener = socket(AF_UNIX, SOCK_DGRAM, 0);
+  sockaddr_un address = {};
+  address.sun_family = AF_UNIX;
+  strcpy(address.sun_path, (tree() + "/socket").c_str());
+  ASSERT_EQ(bind(listener, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+  close(listener);
+  EXPECT_EQ(removeFiles(tree().c_str(), 1), -1);
+  EXPECT_EQ(namesIn(tree()), Lines{"socket"});
+  unlink((tree() + "/socket").c_str());
+
+  if (mknod((tree() + "/block").c_str(), S_IFBLK | 0600, makedev(7, 0)) != 0) {
+    GTEST_SKIP() << "only root can make a device";
+  }
+  EXPECT_EQ(removeFiles(tree().c_str(), 1), -1);
+  EXPECT_EQ(namesIn(tree()), Lines{"block"});
+  unlink((tree() + "/block").c_str());
+  ASSERT_EQ(mknod((tree() + "/character").c_str(), S_IFCHR | 0600, makedev(1, 3)), 0);
+  EXPECT_EQ(removeFiles(tree().c_str(), 1), 0);
+  EXPECT_FALSE(exists(tree()));
+}
+
+TEST_F(Trees, WhatCannotBeListedStays) {
+  chmod(scratch.path().c_str(), 0777);
+  writeFile(logPath(), "", 0666);
+  const int status = inChild([&] {
+    dropPrivileges();
+    if (makeDir(tree() + "/closed/inside", 1) != 0) return 1;
+    chmod((tree() + "/closed").c_str(), 0);
+    return removeFiles(tree().c_str(), 1) == -1 ? 0 : 2;
+  });
+  EXPECT_EQ(exitCode(status), 0);
+  EXPECT_EQ(namesIn(tree()), Lines{"closed"});
+  chmod((tree() + "/closed").c_str(), 0700);
 }
 
 TEST_F(Trees, DanglingLinksArePassedOver) {

@@ -358,8 +358,12 @@ TEST_F(Paths, Names) {
   }
   // A command that prints nothing, or is not there, gives the empty name.
   writeFile(scratch.file("uname"), "#!/bin/sh\n", 0755);
+  writeFile(scratch.file("domainname"), "#!/bin/sh\n", 0755);
   const Environment commands("PATH", scratch.path());
   EXPECT_EQ(getHostname(), "");
+  EXPECT_EQ(getDomainname(), "");
+  unlink(scratch.file("domainname").c_str());
+  EXPECT_EQ(getDomainname(), "");
   unlink(scratch.file("uname").c_str());
   EXPECT_EQ(getHostname(), "");
 }

@@ -90,6 +90,23 @@ TEST_F(Sizes, TotalOfATreeWithEveryKindOfEntry) {
   EXPECT_EQ(logged(), Lines{});
 }
 
+TEST_F(Sizes, AwkwardNamesAreNames) {
+  long long expected = 0;
+  for (const std::string& name : kAwkwardNames) {
+    const std::string path = dir + "/" + name;
+    ASSERT_EQ(makeDir(path, 1), 0) << name;
+    writeFile(path + "/" + name, std::string(static_cast<size_t>(++expected), 'x'));
+    EXPECT_EQ(getFileSize((path + "/" + name).c_str()), expected) << name;
+    std::string date;
+    EXPECT_EQ(getFileDate(path, date), 0) << name;
+    EXPECT_EQ(dupDir(path.c_str(), (scratch.file("copy") + name).c_str()), 1) << name;
+    EXPECT_TRUE(isDir(scratch.file("copy") + name)) << name;
+  }
+  const long long count = static_cast<long long>(kAwkwardNames.size());
+  EXPECT_EQ(getTotalFileSize({dir}, 1), count * (count + 1) / 2);
+  EXPECT_EQ(logged(), Lines{});
+}
+
 TEST_F(Sizes, TotalPassesOverWhatCannotBeExamined) {
   traceOn();
   writeFile(dir + "/a", "1");
@@ -126,7 +143,7 @@ TEST_F(Sizes, TotalOfTheRootIsNothing) { EXPECT_EQ(getTotalFileSize({"/", "//"},
 
 TEST_F(Sizes, TotalOfADeepTreeTakesFewDescriptors) {
   std::string path = dir;
-  while (path.size() + 3 < 4000) path += "/d";
+  while (path.size() < 3800) path += "/" + std::string(200, 'd');
   ASSERT_EQ(makeDir(path, 1), 0);
   writeFile(path + "/file", "12345");
   const int status = inChild([&] {
@@ -267,6 +284,18 @@ TEST_F(Sizes, FreeSizeReadsTheNumberAfterTheFirstBlank) {
     install("perl", format("cat >/dev/null; printf 'heading 1\\n%s\\nthird 3\\n'", row.second));
     EXPECT_EQ(getFreeSize("/"), row.size) << row.second;
   }
+}
+
+TEST_F(Sizes, FreeSizeCommandIsTheFixedOne) {
+  // A shell that notes what it is asked to run stands in for the system's.
+  const int status = inChild([&] {
+    if (!enterPrivateNamespace() || !noteShellCommands(scratch.file("command"))) return 100;
+    getFreeSize("/a dir");
+    return 0;
+  });
+  ASSERT_EQ(exitCode(status), 0);
+  EXPECT_EQ(readFile(scratch.file("command")),
+            "df -kP /a dir | perl -ne '@e=split; printf(\"%s %s\n\", $e[0], $e[3]);' 2>/dev/null");
 }
 
 TEST_F(Sizes, FreeSizeFailures) {

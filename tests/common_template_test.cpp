@@ -13,6 +13,7 @@
 
 #include "Process.h"
 #include "Scratch.h"
+#include "StatCalls.h"
 
 namespace {
 
@@ -175,6 +176,41 @@ TEST_F(FileList, FullNamesHaveOneSlashBetween) {
     out.sort();
     EXPECT_EQ(Lines(out.begin(), out.end()), expected);
   }
+}
+
+TEST_F(FileList, AwkwardNamesAreNames) {
+  const std::string awkward = scratch.file("awkward");
+  ASSERT_EQ(mkdir(awkward.c_str(), 0755), 0);
+  for (const std::string& name : kAwkwardNames) writeFile(awkward + "/" + name, "");
+  std::list<std::string> out;
+  EXPECT_EQ(getFileList(out, awkward.c_str(), 0, 0, 0), static_cast<int>(kAwkwardNames.size()));
+  EXPECT_TRUE(std::is_permutation(out.begin(), out.end(), kAwkwardNames.begin()));
+}
+
+TEST_F(FileList, EntriesAreExaminedOnlyWhereTheirTypeDoesNotSayEnough) {
+  const std::string many = scratch.file("many");
+  ASSERT_EQ(mkdir(many.c_str(), 0755), 0);
+  for (int i = 0; i < 100; ++i) writeFile(many + "/" + std::to_string(i), "");
+  std::list<std::string> out;
+  statCalls = 0;
+  EXPECT_EQ(getFileList(out, many.c_str(), 0, 0, 0), 100);
+  EXPECT_EQ(statCalls, 1) << "the directory itself";
+  statCalls = 0;
+  EXPECT_EQ(getFileList(out, many.c_str(), 0, 1, 0), 100);
+  EXPECT_EQ(statCalls, 1);
+
+  // Directories take one call more for all of them, links one each.
+  for (int i = 0; i < 10; ++i) mkdir((many + "/d" + std::to_string(i)).c_str(), 0755);
+  for (int i = 0; i < 5; ++i) {
+    ASSERT_EQ(symlink("0", (many + "/l" + std::to_string(i)).c_str()), 0);
+  }
+  statCalls = 0;
+  EXPECT_EQ(getFileList(out, many.c_str(), 0, 0, 1), 10);
+  EXPECT_EQ(statCalls, 1 + 1 + 5);
+
+  statCalls = 0;
+  EXPECT_EQ(getTotalFileSize({many}, 1), 0);
+  EXPECT_EQ(statCalls, 1 + 100 + 5) << "one for each file and link, none for the directories below";
 }
 
 TEST_F(FileList, TheSystemsOrderIsKept) {

@@ -29,6 +29,10 @@ bool enterPrivateNamespace();
 bool mountEmpty(const std::string& directory, unsigned long flags = 0,
                 const std::string& options = "mode=0755");
 
+// In a private namespace: has every "/bin/sh" write the command that it is given into `file`
+// instead of running it.
+bool noteShellCommands(const std::string& file);
+
 // Numbers of the open descriptors of this process.
 std::vector<int> openDescriptors();
 

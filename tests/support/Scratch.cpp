@@ -13,6 +13,14 @@
 
 namespace fs = std::filesystem;
 
+const std::vector<std::string> kAwkwardNames = {
+    "a b",   " lead", "trail ",      "it's", "\"quoted\"",
+    "$HOME", "a#b",   "back\\slash", "a&b",  "(a)",
+    "`b`",   "{c,d}", "<in>",        "a|b",  "tab\there",
+    "-n",    "^x",    "100%s%n",     "*",    "[x]",
+    "a;b",   "~",     "!x",          "a\nb", "\xa4\xa2\xa4\xa4",
+    "\xff",  "=x",    "..x",         "?",    ".h"};
+
 Scratch::Scratch() {
   char name[] = "/tmp/moxel-test-XXXXXX";
   if (mkdtemp(name) == nullptr) abort();

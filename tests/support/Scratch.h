@@ -78,4 +78,7 @@ class LogTest : public testing::Test {
   size_t m_seen = 0;
 };
 
+// Names that a shell, a format or a code set would take for something else.
+extern const std::vector<std::string> kAwkwardNames;
+
 using Lines = std::vector<std::string>;
