@@ -33,10 +33,11 @@ ResourceBridge* creatMethod() { return new (std::nothrow) ResourceBridgeImpGette
 
 CDspMsg::CDspMsg() = default;
 
-CDspMsg::~CDspMsg() = default;
+CDspMsg::~CDspMsg() { delete bridge; }
 
 int CDspMsg::init(const char* /*lang*/, std::string /*file*/) {
-  bridge.reset(creatMethod());
+  delete bridge;
+  bridge = creatMethod();
   if (bridge == nullptr) return -1;
   bridge->load(nullptr, std::string());
   return 0;

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstdarg>
-#include <memory>
 #include <string>
 
 #include "ResourceBridge.h"
@@ -69,7 +68,7 @@ class CDspMsg {
   }
 
  protected:
-  std::unique_ptr<ResourceBridge> bridge;  ///< The text source; null before `init`.
+  ResourceBridge* bridge = nullptr;  ///< The text source, owned; null before `init`.
 
  private:
   // The variable arguments' way into a va_list. The templates above keep a literal 0 from being

@@ -17,11 +17,13 @@ constexpr char kCatalogues[] = "/usr/share/locale";
 
 ResourceBridgeImpGettext::ResourceBridgeImpGettext() = default;
 
-ResourceBridgeImpGettext::~ResourceBridgeImpGettext() = default;
+ResourceBridgeImpGettext::~ResourceBridgeImpGettext() { delete resource; }
 
 int ResourceBridgeImpGettext::load(const char* /*lang*/, std::string /*file*/) {
   try {
-    resource = std::make_unique<ResourceCO>(gMsgTable);
+    MoxelCommon::Resource* index = new ResourceCO(gMsgTable);
+    delete resource;
+    resource = index;
   } catch (const std::bad_alloc&) {
     return -1;
   }

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <memory>
 #include <string>
 
 #include "Resource.h"
@@ -14,6 +13,9 @@ class ResourceBridgeImpGettext : public ResourceBridge {
   ResourceBridgeImpGettext();
   ~ResourceBridgeImpGettext() override;
 
+  ResourceBridgeImpGettext(const ResourceBridgeImpGettext&) = delete;
+  ResourceBridgeImpGettext& operator=(const ResourceBridgeImpGettext&) = delete;
+
   /// Indexes the table, takes the locale from the environment for all categories of the process,
   /// and selects the text domain "moxel". Both arguments are ignored. 0; -1 when there is no memory
   /// for the index. A missing catalogue is no failure.
@@ -24,5 +26,5 @@ class ResourceBridgeImpGettext : public ResourceBridge {
   const char* getTextOrg(const char* id) override;
 
  protected:
-  std::unique_ptr<MoxelCommon::Resource> resource;  ///< Null before `load`.
+  MoxelCommon::Resource* resource = nullptr;  ///< The table's index, owned; null before `load`.
 };

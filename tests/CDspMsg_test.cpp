@@ -6,6 +6,7 @@
 #include <climits>
 #include <clocale>
 #include <functional>
+#include <memory>
 #include <type_traits>
 
 #include "Process.h"
@@ -37,7 +38,7 @@ struct Texts : ResourceBridge {
 
 struct Display : CDspMsg {
   using CDspMsg::bridge;
-  Display() : texts(new Texts) { bridge.reset(texts); }
+  Display() : texts(new Texts) { bridge = texts; }
 
   // Variadic callers that hand their arguments on.
   int displayOf(const char* id, ...) {
@@ -223,7 +224,7 @@ TEST(CDspMsg, InitLoadsTheCompiledInTexts) {
   EXPECT_EQ(display.bridge, nullptr);
   // Neither argument counts: there is no such file.
   EXPECT_EQ(display.init("ja", "/nonexistent"), 0);
-  EXPECT_NE(dynamic_cast<ResourceBridgeImpGettext*>(display.bridge.get()), nullptr);
+  EXPECT_NE(dynamic_cast<ResourceBridgeImpGettext*>(display.bridge), nullptr);
   EXPECT_EQ(display.init(nullptr, ""), 0) << "again";
 
   std::string out;
@@ -253,7 +254,8 @@ TEST(CDspMsg, DestroysItsBridge) {
   bool destroyed = false;
   {
     Display display;
-    display.bridge = std::make_unique<Watched>(destroyed);
+    delete display.bridge;
+    display.bridge = new Watched(destroyed);
   }
   EXPECT_TRUE(destroyed);
 }

@@ -151,7 +151,7 @@ TEST(ResourceBridgeImpGettext, OwnsItsTable) {
   {
     Bridge bridge;
     EXPECT_EQ(bridge.resource, nullptr);
-    bridge.resource = std::make_unique<Owned>(destroyed);
+    bridge.resource = new Owned(destroyed);
     EXPECT_STREQ(bridge.getText(1), "by number");
     EXPECT_STREQ(bridge.getText("x"), "by ID");
     EXPECT_STREQ(bridge.getTextOrg("x"), "original");
