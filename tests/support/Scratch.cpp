@@ -21,6 +21,15 @@ const std::vector<std::string> kAwkwardNames = {
     "a;b",   "~",     "!x",          "a\nb", "\xa4\xa2\xa4\xa4",
     "\xff",  "=x",    "..x",         "?",    ".h"};
 
+// Gives the directories below one back the rights that a test took from them.
+static void reopen(const fs::path& directory) {
+  chmod(directory.c_str(), 0700);
+  std::error_code ignored;
+  for (const auto& entry : fs::directory_iterator(directory, ignored)) {
+    if (entry.is_directory(ignored) && !entry.is_symlink(ignored)) reopen(entry.path());
+  }
+}
+
 Scratch::Scratch() {
   char name[] = "/tmp/moxel-test-XXXXXX";
   if (mkdtemp(name) == nullptr) abort();
@@ -30,6 +39,7 @@ Scratch::Scratch() {
 Scratch::~Scratch() {
   // A log in this directory has made a semaphore set for it.
   CMutex(m_path.c_str(), 1, true).init(0);
+  reopen(m_path);
   std::error_code ignored;
   fs::remove_all(m_path, ignored);
 }
