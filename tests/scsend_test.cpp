@@ -395,4 +395,40 @@ TEST(CommandFile, TheSubstituteHasTheAgentsName) {
   EXPECT_EQ(names, std::vector<std::string>{"libvekcom.so.2.0"});
 }
 
+// What `readelf` says of the command.
+std::string readelf(const std::string& options) {
+  Scratch scratch;
+  const std::string output = scratch.file("output");
+  EXPECT_EQ(system(("readelf -W " + options + " " MOXEL_BUILD_DIR "/scsend >" + output).c_str()),
+            0);
+  return readFile(output);
+}
+
+// The line of `text` that holds `word`, empty when there is none.
+std::string lineWith(const std::string& text, const std::string& word) {
+  const size_t at = text.find(word);
+  if (at == std::string::npos) return "";
+  const size_t begin = text.rfind('\n', at) + 1;
+  return text.substr(begin, text.find('\n', at) - begin);
+}
+
+TEST(CommandFile, IsHardened) {
+  if (!MOXEL_HARDENED) GTEST_SKIP() << "a build for measurement only";
+  const std::string header = readelf("-h");
+  EXPECT_NE(lineWith(header, "Type:").find("DYN (Position-Independent Executable file)"),
+            std::string::npos);
+  const std::string segments = readelf("-l");
+  EXPECT_NE(lineWith(segments, "GNU_RELRO"), "");
+  EXPECT_NE(lineWith(segments, "GNU_STACK").find(" RW "), std::string::npos);
+  const std::string dynamic = readelf("-d");
+  EXPECT_NE(lineWith(dynamic, "(FLAGS)").find("BIND_NOW"), std::string::npos);
+  EXPECT_NE(lineWith(dynamic, "(FLAGS_1)").find("NOW"), std::string::npos);
+  EXPECT_EQ(lineWith(dynamic, "TEXTREL"), "");
+  const std::string symbols = readelf("--dyn-syms");
+  EXPECT_NE(lineWith(symbols, "__stack_chk_fail"), "");
+#if defined(NDEBUG)
+  EXPECT_NE(lineWith(symbols, "_chk@"), "") << "checked library functions";
+#endif
+}
+
 }  // namespace
