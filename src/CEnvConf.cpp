@@ -5,10 +5,10 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <memory>
 
 #include "CDspMsg.h"
 #include "CLog.h"
+#include "File.h"
 #include "common.h"
 
 // Built before the objects of other files, whose constructors may log.
@@ -81,10 +81,6 @@ struct LineError {
   const char* text;
 };
 
-struct CloseFile {
-  void operator()(FILE* file) const { fclose(file); }
-};
-
 int numberOf(const char* digits) {
   const long number = strtol(digits, nullptr, 10);
   return static_cast<int>(
@@ -125,7 +121,7 @@ CEnvConf::~CEnvConf() = default;
 bool CEnvConf::init() {
   std::string path = getEnvValue("MOXEL_CONF");
   if (path.empty()) path = kDefaultFile;
-  std::unique_ptr<FILE, CloseFile> file(fopen(path.c_str(), "r"));
+  File file(fopen(path.c_str(), "r"));
   if (file == nullptr) {
     gLog.ilog("CEnvConf : open %s error", C(path));
     gMsg.dspMsg("MXL10100E", C(path));

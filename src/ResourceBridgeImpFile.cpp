@@ -3,8 +3,8 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <memory>
 
+#include "File.h"
 #include "common.h"
 
 namespace {
@@ -23,10 +23,6 @@ const char* fileFor(const char* lang) {
   return japanese ? kJapaneseFile : kDefaultFile;
 }
 
-struct CloseFile {
-  void operator()(FILE* file) const { fclose(file); }
-};
-
 }  // namespace
 
 ResourceBridgeImpFile::ResourceBridgeImpFile() = default;
@@ -35,7 +31,7 @@ ResourceBridgeImpFile::~ResourceBridgeImpFile() = default;
 
 int ResourceBridgeImpFile::load(const char* lang, std::string file) {
   if (file.empty()) file = fileFor(lang);
-  const std::unique_ptr<FILE, CloseFile> input(fopen(file.c_str(), "r"));
+  const File input(fopen(file.c_str(), "r"));
   if (input == nullptr) {
     fprintf(stderr, "message file open error %s\n", file.c_str());
     return -1;

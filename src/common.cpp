@@ -21,6 +21,7 @@
 #include "CLog.h"
 #include "CTemp.h"
 #include "Descriptor.h"
+#include "File.h"
 #include "LogLine.h"
 #include "common_template.h"
 
@@ -41,11 +42,6 @@ constexpr mode_t kDirectoryBit = 040000;
 // ---- Command execution ---------------------------------------------------------------------
 
 namespace {
-
-struct CloseFile {
-  void operator()(FILE* file) const { fclose(file); }
-};
-using File = std::unique_ptr<FILE, CloseFile>;
 
 // Reads a descriptor in the pieces that fgets would give with a buffer of 1024 bytes, and goes on
 // where a signal interrupts a read.

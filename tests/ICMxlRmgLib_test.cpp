@@ -1,9 +1,7 @@
 #include "ICMxlRmgLib.h"
 
-#include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
-#include <sys/un.h>
 #include <unistd.h>
 
 #include <cstring>
@@ -43,13 +41,8 @@ TEST_F(AgentPath, MissingFilesAndDirectoriesDoNot) {
 }
 
 TEST_F(AgentPath, SocketsDoNot) {
-  const int listener = socket(AF_UNIX, SOCK_DGRAM, 0);
-  sockaddr_un address = {};
-  address.sun_family = AF_UNIX;
-  strcpy(address.sun_path, scratch.file("socket").c_str());
-  ASSERT_EQ(bind(listener, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+  makeSocket(scratch.file("socket"));
   EXPECT_FALSE(existsAt(scratch.file("socket")));
-  close(listener);
 }
 
 TEST_F(AgentPath, BlockDevicesDoNot) {

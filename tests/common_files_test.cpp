@@ -1,8 +1,6 @@
 #include <fcntl.h>
-#include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
-#include <sys/un.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -155,12 +153,7 @@ TEST_F(Trees, TheFirstEntryThatStaysEndsTheWalk) {
 
 TEST_F(Trees, SocketsAndBlockDevicesCountAsDirectoriesAndStay) {
   makeTree();
-  const int listener = socket(AF_UNIX, SOCK_DGRAM, 0);
-  sockaddr_un address = {};
-  address.sun_family = AF_UNIX;
-  strcpy(address.sun_path, (tree() + "/socket").c_str());
-  ASSERT_EQ(bind(listener, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
-  close(listener);
+  makeSocket((tree() + "/socket"));
   EXPECT_EQ(removeFiles(tree().c_str(), 1), -1);
   EXPECT_EQ(namesIn(tree()), Lines{"socket"});
   unlink((tree() + "/socket").c_str());

@@ -1,7 +1,5 @@
-#include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
-#include <sys/un.h>
 #include <unistd.h>
 
 #include <cstring>
@@ -247,12 +245,7 @@ TEST_F(Paths, DirectoriesAndFiles) {
   ASSERT_EQ(symlink("regular", scratch.file("to file").c_str()), 0);
   ASSERT_EQ(symlink(scratch.path().c_str(), scratch.file("to directory").c_str()), 0);
   ASSERT_EQ(symlink("missing", scratch.file("dangling").c_str()), 0);
-  const int listener = socket(AF_UNIX, SOCK_DGRAM, 0);
-  sockaddr_un address = {};
-  address.sun_family = AF_UNIX;
-  strcpy(address.sun_path, scratch.file("socket").c_str());
-  ASSERT_EQ(bind(listener, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
-  close(listener);
+  makeSocket(scratch.file("socket"));
 
   expectKind(scratch.file("regular"), false, true);
   expectKind(scratch.path(), true, false);

@@ -1,7 +1,5 @@
 #include <sys/resource.h>
-#include <sys/socket.h>
 #include <sys/stat.h>
-#include <sys/un.h>
 #include <sys/vfs.h>
 #include <unistd.h>
 
@@ -79,12 +77,7 @@ TEST_F(Sizes, TotalOfATreeWithEveryKindOfEntry) {
   ASSERT_EQ(mkfifo((dir + "/fifo").c_str(), 0600), 0);
   ASSERT_EQ(symlink("s/a", (dir + "/to file").c_str()), 0);
   ASSERT_EQ(symlink("s/t", (dir + "/to dir").c_str()), 0);
-  const int listener = socket(AF_UNIX, SOCK_DGRAM, 0);
-  sockaddr_un address = {};
-  address.sun_family = AF_UNIX;
-  strcpy(address.sun_path, (dir + "/socket").c_str());
-  ASSERT_EQ(bind(listener, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
-  close(listener);
+  makeSocket((dir + "/socket"));
   // The tree once, what the links lead to once more.
   EXPECT_EQ(getTotalFileSize({dir}, 1), 6 + 1 + 5);
   EXPECT_EQ(logged(), Lines{});

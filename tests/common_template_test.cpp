@@ -1,10 +1,8 @@
 #include "common_template.h"
 
 #include <dirent.h>
-#include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
-#include <sys/un.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -118,12 +116,7 @@ class FileList : public LogTest {
     EXPECT_EQ(symlink("f1", (dir + "/to file").c_str()), 0);
     EXPECT_EQ(symlink("sub", (dir + "/to dir").c_str()), 0);
     EXPECT_EQ(symlink("missing", (dir + "/dangling").c_str()), 0);
-    const int listener = socket(AF_UNIX, SOCK_DGRAM, 0);
-    sockaddr_un address = {};
-    address.sun_family = AF_UNIX;
-    strcpy(address.sun_path, (dir + "/socket").c_str());
-    EXPECT_EQ(bind(listener, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
-    close(listener);
+    makeSocket((dir + "/socket"));
   }
 
   // The listing in alphabetical order; its number is checked.

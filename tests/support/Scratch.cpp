@@ -1,9 +1,13 @@
 #include "Scratch.h"
 
+#include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/un.h>
+#include <unistd.h>
 
 #include <cctype>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
@@ -54,6 +58,15 @@ std::string readFile(const std::string& path) {
 void writeFile(const std::string& path, const std::string& bytes, mode_t mode) {
   std::ofstream(path, std::ios::binary) << bytes;
   chmod(path.c_str(), mode);
+}
+
+void makeSocket(const std::string& path) {
+  const int listener = socket(AF_UNIX, SOCK_DGRAM, 0);
+  sockaddr_un address = {};
+  address.sun_family = AF_UNIX;
+  strcpy(address.sun_path, path.c_str());
+  EXPECT_EQ(bind(listener, reinterpret_cast<sockaddr*>(&address), sizeof address), 0) << path;
+  close(listener);
 }
 
 bool exists(const std::string& path) {

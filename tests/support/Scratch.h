@@ -25,6 +25,7 @@ class Scratch {
 
 std::string readFile(const std::string& path);
 void writeFile(const std::string& path, const std::string& bytes, mode_t mode = 0644);
+void makeSocket(const std::string& path);
 bool exists(const std::string& path);
 mode_t modeOf(const std::string& path);
 std::vector<std::string> namesIn(const std::string& directory);
