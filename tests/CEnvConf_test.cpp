@@ -799,10 +799,19 @@ TEST_F(Directories, RunningProgramsAreCountedByFuser) {
 }
 
 TEST_F(Directories, RunningCommandsAreCutAt1023Bytes) {
+  const std::string path(1023, 'x');
+  const int status = inChild([&] {
+    if (!enterPrivateNamespace() || !noteShellCommands(scratch.file("command"))) return 100;
+    conf.isRunning(path.c_str());
+    return 0;
+  });
+  ASSERT_EQ(exitCode(status), 0);
+  EXPECT_EQ(readFile(scratch.file("command")), ("(echo `fuser " + path).substr(0, 1023));
+
   // A command that is cut is no command.
   install("fuser", "echo 1 2 3\n");
   EXPECT_TRUE(conf.isRunning("x"));
-  EXPECT_FALSE(conf.isRunning(std::string(2000, 'x').c_str()));
+  EXPECT_FALSE(conf.isRunning(path.c_str()));
 }
 
 }  // namespace
