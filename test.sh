@@ -25,7 +25,7 @@ step() {
 
 step "packages"
 sh scripts/packages.sh git make cmake ninja-build g++ clang libgtest-dev libgmock-dev gettext libc-bin \
-  util-linux locales psmisc perl shellcheck clang-format clang-tidy
+  util-linux locales psmisc perl pkgconf shellcheck clang-format clang-tidy
 
 for preset in release release-clang sanitize; do
   step "build and test: $preset"

@@ -9,6 +9,7 @@
 #include <memory>
 #include <type_traits>
 
+#include "Memory.h"
 #include "Process.h"
 #include "ResourceBridgeImpGettext.h"
 #include "Scratch.h"
@@ -236,6 +237,17 @@ TEST(CDspMsg, InitLoadsTheCompiledInTexts) {
   display.getStr(out, "MXL10100E", "x.conf");
   EXPECT_EQ(out, "MXL10100E : Failed to load the moxel conf file(x.conf)");
   EXPECT_EQ(shown([&] { display.dspMsg("MXL99999E"); }), "MXL99999E\n\n");
+}
+
+TEST(CDspMsg, WithoutMemoryInitFailsAndDoesNotThrow) {
+  CDspMsg display;
+  int result = 0;
+  {
+    const NoMemoryFrom none(1);
+    result = display.init(nullptr, "");
+  }
+  EXPECT_EQ(result, -1);
+  EXPECT_EQ(display.init(nullptr, ""), 0) << "the next call works again";
 }
 
 TEST(CDspMsg, TheFactoryMakesGettextBridges) {

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <clocale>
 
+#include "Memory.h"
 #include "MsgTable.h"
 #include "Process.h"
 #include "Scratch.h"
@@ -132,6 +133,20 @@ TEST(ResourceBridgeImpGettext, LoadingTwiceIsLoadingOnce) {
   EXPECT_EQ(bridge.load(nullptr, ""), 0);
   EXPECT_EQ(bridge.load(nullptr, ""), 0);
   EXPECT_STREQ(bridge.getTextOrg("MXL13000I"), "Sent");
+}
+
+TEST(ResourceBridgeImpGettext, WithoutMemoryLoadingFailsAndDoesNotThrow) {
+  const Environment language("LC_ALL", "C");
+  ResourceBridgeImpGettext bridge;
+  int result = 0;
+  {
+    const NoMemoryFrom none(1);
+    result = bridge.load(nullptr, "");
+  }
+  EXPECT_EQ(result, -1);
+  EXPECT_STREQ(bridge.getText("MXL13000I"), "");
+  EXPECT_EQ(bridge.load(nullptr, ""), 0) << "the next call works again";
+  EXPECT_STREQ(bridge.getText("MXL13000I"), "Sent");
 }
 
 TEST(ResourceBridgeImpGettext, OwnsItsTable) {

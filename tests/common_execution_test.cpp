@@ -11,6 +11,7 @@
 #include <cstdlib>
 
 #include "CLog.h"
+#include "Memory.h"
 #include "Process.h"
 #include "Scratch.h"
 #include "common.h"
@@ -297,6 +298,19 @@ TEST_F(Execution, SignalsInterruptNeitherReadingNorWaiting) {
     return alarms > 10 && !hasChildren() ? 0 : 2;
   });
   EXPECT_EQ(exitCode(status), 0);
+}
+
+TEST_F(Execution, ExhaustedMemoryLeavesNoChildAndNoDescriptor) {
+  const auto before = openDescriptors();
+  const std::string line(900, 'x');
+  {
+    // The first long line cannot be kept; the command would go on writing for ever.
+    const std::string command = "yes " + line;
+    const NoMemoryFrom none(800);
+    EXPECT_THROW(execGetLines(out, command.c_str(), -1, nullptr, -1), std::bad_alloc);
+  }
+  EXPECT_EQ(openDescriptors(), before);
+  EXPECT_FALSE(hasChildren());
 }
 
 TEST_F(Execution, LeavesNoDescriptorAndNoChild) {
