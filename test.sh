@@ -17,6 +17,8 @@ case ${1:-} in
 esac
 
 cd "$(dirname "$0")"
+# The tests start from an open standard input, whatever the caller has.
+exec </dev/null
 
 step() {
   echo
