@@ -131,13 +131,18 @@ std::vector<LogLineRead> parseLog(const std::string& bytes) {
 }
 
 LogTest::LogTest()
-    : m_path("MOXEL_LOG", scratch.file("moxel.log")),
+    : m_oldDirectory(fs::current_path()),
+      m_path("MOXEL_LOG", scratch.file("moxel.log")),
       m_level("MOXEL_LOG_LEVEL", std::nullopt),
       m_keepTemp("MOXEL_NOT_DEL_TEMP", std::nullopt) {
+  fs::current_path(scratch.path());
   gLog = CLog();
 }
 
-LogTest::~LogTest() { gLog = CLog(); }
+LogTest::~LogTest() {
+  fs::current_path(m_oldDirectory);
+  gLog = CLog();
+}
 
 void LogTest::traceOn() {
   setenv("MOXEL_LOG_LEVEL", "LOG_LEVEL_TRACE", 1);

@@ -52,7 +52,8 @@ struct LogLineRead {
 // Takes a log apart; a line of another form fails the test.
 std::vector<LogLineRead> parseLog(const std::string& bytes);
 
-// A test whose process logs into a scratch file.
+// A test whose process logs into a scratch file and works in the scratch directory: should code
+// that removes files go wrong, it finds nothing else there.
 class LogTest : public testing::Test {
  protected:
   LogTest();
@@ -73,6 +74,7 @@ class LogTest : public testing::Test {
   Scratch scratch;
 
  private:
+  std::string m_oldDirectory;
   Environment m_path;
   Environment m_level;
   Environment m_keepTemp;
