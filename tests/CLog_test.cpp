@@ -1,5 +1,7 @@
 #include "CLog.h"
 
+#include <fcntl.h>
+#include <sys/ioctl.h>
 #include <sys/ipc.h>
 #include <sys/mount.h>
 #include <sys/sem.h>
@@ -251,6 +253,35 @@ TEST_F(Log, AWaitIsTakenUpTenTimesAtMost) {
   EXPECT_EQ(writer.wait(), 0);
   EXPECT_FALSE(exists(logPath()));
   mutex.release();
+}
+
+TEST_F(Log, ALineThatIsWrittenInPartsIsWhole) {
+  // A pipe takes a part; a signal then ends the write.
+  ASSERT_EQ(mkfifo(logPath().c_str(), 0600), 0);
+  const std::string text(200000, 'x');
+  const pid_t child = startChild([&] {
+    struct sigaction action = {};
+    action.sa_handler = [](int) {};
+    sigaction(SIGUSR1, &action, nullptr);
+    gLog.ilog("%s", text.c_str());
+    return 0;
+  });
+  const int reader = open(logPath().c_str(), O_RDONLY);
+  ASSERT_NE(reader, -1);
+  const int capacity = fcntl(reader, F_GETPIPE_SZ);
+  int waiting = 0;
+  EXPECT_TRUE(
+      eventually([&] { return ioctl(reader, FIONREAD, &waiting) == 0 && waiting == capacity; }));
+  kill(child, SIGUSR1);
+  std::string bytes;
+  char buffer[65536];
+  for (ssize_t count; (count = read(reader, buffer, sizeof buffer)) > 0;) {
+    bytes.append(buffer, static_cast<size_t>(count));
+  }
+  close(reader);
+  EXPECT_EQ(exitCode(waitFor(child)), 0);
+  ASSERT_GT(bytes.size(), text.size());
+  EXPECT_EQ(bytes.substr(bytes.size() - text.size() - 2), " " + text + "\n");
 }
 
 TEST_F(Log, TheLocksSetStays) {
