@@ -40,7 +40,8 @@ cmp -s "$build/scsend" "$scratch/server/opt/kardo/moxel/bin/scsend" ||
 conf=$scratch/server/opt/kardo/moxel/etc/moxel.conf
 [ "$(grep -c '^#[A-Za-z_]*=' "$conf")" = 21 ] || fail "not every keyword is in moxel.conf"
 if grep -v '^#' "$conf" | grep -q .; then fail "moxel.conf sets something"; fi
-MOXEL_LOG=$scratch/log
+# A directory that is not there: no log, and no semaphore for it that would stay.
+MOXEL_LOG=$scratch/none/moxel.log
 export MOXEL_LOG
 "$build/confcheck" "$conf" >"$scratch/default" || fail "moxel.conf is wrong"
 if grep -q ' file ' "$scratch/default"; then fail "moxel.conf sets something"; fi
