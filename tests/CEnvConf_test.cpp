@@ -8,6 +8,7 @@
 #include <csignal>
 #include <cstring>
 #include <filesystem>
+#include <type_traits>
 
 #include "CDspMsg.h"
 #include "CLog.h"
@@ -81,6 +82,10 @@ const char* const kTexts[] = {"FORMAT_VER",  "SysLogFacility", "SysLogPriority",
 const char* const kDirectories[] = {"SaveArea", "SaveCore"};
 
 // ---- The table ---------------------------------------------------------------------------------
+
+TEST_F(Configuration, HasAVirtualDestructor) {
+  EXPECT_TRUE((std::has_virtual_destructor_v<CEnvConf>));
+}
 
 TEST_F(Configuration, AnEmptyTableAnswersEmpty) {
   int number = 7;

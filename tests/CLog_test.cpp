@@ -17,6 +17,7 @@
 #include <cstring>
 #include <ctime>
 #include <fstream>
+#include <type_traits>
 
 #include "CEnvConf.h"
 #include "CMutex.h"
@@ -284,6 +285,8 @@ TEST_F(Log, ALineThatIsWrittenInPartsIsWhole) {
   ASSERT_GT(bytes.size(), text.size());
   EXPECT_EQ(bytes.substr(bytes.size() - text.size() - 2), " " + text + "\n");
 }
+
+TEST_F(Log, HasAVirtualDestructor) { EXPECT_TRUE((std::has_virtual_destructor_v<CLog>)); }
 
 TEST_F(Log, TheLocksSetStays) {
   gLog.ilog("one");

@@ -8,6 +8,7 @@
 
 #include <cerrno>
 #include <csignal>
+#include <type_traits>
 
 #include "Process.h"
 #include "Scratch.h"
@@ -126,6 +127,8 @@ TEST_F(Mutex, AGivenKeyIsUsedWithoutThePath) {
   EXPECT_EQ(mutex.key(), key());
   EXPECT_EQ(value(), 1);
 }
+
+TEST_F(Mutex, HasAVirtualDestructor) { EXPECT_TRUE((std::has_virtual_destructor_v<CMutex>)); }
 
 TEST_F(Mutex, CopiesThePath) {
   std::string path = scratch.path();

@@ -5,7 +5,9 @@
 
 #include <cerrno>
 #include <fstream>
+#include <type_traits>
 
+#include "CMutex.h"
 #include "Process.h"
 #include "Scratch.h"
 #include "common.h"
@@ -224,6 +226,31 @@ TEST_F(TempFiles, AFileInTheDirectorysPlaceFailsTenTimes) {
   EXPECT_EQ(newlyLogged(), Lines(10, expected));
   EXPECT_EQ(temp.getTempDir(path, "abc", scratch.file("file").c_str()), 0);
   EXPECT_EQ(newlyLogged(), Lines(10, expected));
+}
+
+TEST_F(TempFiles, ALaterAttemptMaySucceed) {
+  // The first attempt's log line waits for the lock; what made it fail is mended meanwhile.
+  const std::string place = scratch.file("place");
+  writeFile(place, "");
+  CMutex mutex(scratch.path().c_str(), 1, false);
+  ASSERT_TRUE(mutex.init(0) && mutex.lock(true));
+  const pid_t child = startChild([&] {
+    Temp temp;
+    std::string path;
+    if (temp.getTempFile(path, "abc", place.c_str(), nullptr) != 1) return 1;
+    return temp.tempFiles.size() == 1 && namesIn(place).size() == 1 ? 0 : 2;
+  });
+  EXPECT_TRUE(eventually([&] { return waitersFor(scratch.path()) == 1; }));
+  unlink(place.c_str());
+  mutex.release();
+  EXPECT_EQ(exitCode(waitFor(child)), 0);
+  EXPECT_EQ(newlyLogged("MXL901"),
+            Lines{"MXL90100L:prefix:" + place + " already exist and it's file"});
+}
+
+TEST_F(TempFiles, OnlyTheDestructorIsVirtual) {
+  EXPECT_TRUE((std::has_virtual_destructor_v<CTemp>));
+  EXPECT_EQ(sizeof(CTemp), sizeof(void*) + sizeof(std::list<std::string>));
 }
 
 TEST_F(TempFiles, ADirectoryThatCannotBeMadeFailsTenTimes) {
