@@ -30,6 +30,7 @@ class CDspMsg {
   int display(const char* id, va_list args);
   int dspMsg(const char* id, va_list args);
 
+  /// `display` with the arguments themselves.
   template <class... Args>
   int dspMsg(const char* id, Args... args) {
     return displayCall(id, args...);

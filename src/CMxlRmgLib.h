@@ -17,8 +17,11 @@ class CMxlRmgLib : public CMxlRmgLibImpl, public ICMxlRmgLib, public IExtVekErro
   /// A failure of the gateway with the agent's result as its code.
   class CMxlRmgLibException : public std::exception {
    public:
+    /// `code` is the agent's result.
     explicit CMxlRmgLibException(int code);
     ~CMxlRmgLibException() override;
+
+    /// The agent's result.
     virtual int code() const;
 
    private:
@@ -29,8 +32,11 @@ class CMxlRmgLib : public CMxlRmgLibImpl, public ICMxlRmgLib, public IExtVekErro
   /// "FailRM_StartCommException".
   class FailRM_StartCommException : public CMxlRmgLibException {
    public:
+    /// `code` is the agent's result.
     explicit FailRM_StartCommException(int code);
     ~FailRM_StartCommException() override;
+
+    /// "FailRM_StartCommException".
     const char* what() const noexcept override;
   };
 

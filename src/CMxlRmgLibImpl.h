@@ -14,9 +14,12 @@ class CMxlRmgLibImpl : public MLog, private ICMxlRmg {
   /// failed. `dst` must hold 4096 bytes; null is allowed and gets nothing.
   virtual int RMG_GetID(char* dst);
 
+  /// Starts communication; `status` is set to 0 by the caller.
   int RM_StartComm(int& status);
+
+  /// Ends communication.
   int RM_StopComm();
 
-  /// `detail` points to three ints, set to 0 by the caller.
+  /// Exchanges `data`. `detail` points to three ints, set to 0 by the caller.
   int RM_Communicate(unsigned long id, int a, int b, void* data, void* detail);
 };

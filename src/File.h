@@ -3,7 +3,9 @@
 #include <cstdio>
 #include <memory>
 
+/// How the owner of a stream closes it.
 struct CloseFile {
+  /// Closes `file`.
   void operator()(FILE* file) const { fclose(file); }
 };
 

@@ -80,11 +80,11 @@ class IExtVekError {
   /// Sets the codes to 0 and the message to zero bytes.
   void clearError();
 
-  int m_rmErrCode = 0;
-  int m_ssErrType = 0;
-  int m_ssErrCode = 0;
-  char m_lastSmtpMsg[kMessageBytes] = {};
-  std::string m_text;  ///< Result of the last `toString` or `toString1line`.
+  int m_rmErrCode = 0;                     ///< Result of the agent's library.
+  int m_ssErrType = 0;                     ///< 1 mail, 2 web, anything else none.
+  int m_ssErrCode = 0;                     ///< Code of the transport.
+  char m_lastSmtpMsg[kMessageBytes] = {};  ///< The mail server's message, not always terminated.
+  std::string m_text;                      ///< Result of the last `toString` or `toString1line`.
 
  private:
   void setField(int index, const char* text);

@@ -4,6 +4,7 @@
 /// fixed parts of the log's text, whatever the line of the call is today.
 class LogSource {
  public:
+  /// `name` is the base name of the source, without extension; it must outlive this object.
   constexpr explicit LogSource(const char* name) : m_name(name) {}
 
   /// "[T](source:line):text", when trace is on.

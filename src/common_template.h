@@ -15,6 +15,7 @@
 
 namespace common_template {
 
+/// These templates as their log lines name them.
 inline constexpr LogSource kSource("common_template");
 
 /// `split` for any sequence of strings with push_back and size; nothing is logged.
@@ -38,10 +39,13 @@ int splitInto(const std::string& text, const std::string& delim, Sequence& out, 
   return static_cast<int>(out.size());
 }
 
-/// A directory that is being read.
+/// How the owner of a directory stream closes it.
 struct CloseDirectory {
+  /// Closes `directory`.
   void operator()(DIR* directory) const { closedir(directory); }
 };
+
+/// The owner of a directory that is being read.
 using Directory = std::unique_ptr<DIR, CloseDirectory>;
 
 /// What `isDir` says of the entries of one directory, from their own types where those suffice.
@@ -50,6 +54,7 @@ class EntryTypes {
   /// `dir` is the directory's name without trailing slashes.
   explicit EntryTypes(std::string dir);
 
+  /// Whether `entry`, whose whole name is `fullName`, counts as a directory.
   bool isDirectory(const dirent& entry, const std::string& fullName);
 
  private:
