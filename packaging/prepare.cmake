@@ -1,0 +1,20 @@
+# Runs before a package is made from the staged files, for each format.
+
+# The log directory is no part of the DEB: its postinst makes it (see there).
+if(CPACK_GENERATOR STREQUAL "DEB")
+  file(REMOVE_RECURSE ${CPACK_TEMPORARY_DIRECTORY}/moxel/var)
+else()
+  file(REMOVE_RECURSE ${CPACK_TEMPORARY_DIRECTORY}/moxel/usr/share/lintian
+       ${CPACK_TEMPORARY_DIRECTORY}/moxel-dev/usr/share/lintian)
+endif()
+
+# Directories are open to all, whatever the mask of who makes the packages.
+execute_process(COMMAND find ${CPACK_TEMPORARY_DIRECTORY} -type d -exec chmod 755 {} +
+                        COMMAND_ERROR_IS_FATAL ANY)
+
+# Two builds of the same commit give the same packages.
+if(DEFINED ENV{SOURCE_DATE_EPOCH})
+  execute_process(
+    COMMAND find ${CPACK_TEMPORARY_DIRECTORY} -exec touch -h -d @$ENV{SOURCE_DATE_EPOCH} {} +
+            COMMAND_ERROR_IS_FATAL ANY)
+endif()

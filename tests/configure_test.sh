@@ -1,0 +1,48 @@
+#!/bin/sh
+# What the build needs and does not find stops it at configuration, with one line that says what to
+# install. The tools are hidden in a private mount namespace.
+#
+# usage: configure_test.sh SOURCE BUILD
+set -eu
+
+source=$1
+namespaces="--mount"
+[ "$(id -u)" = 0 ] || namespaces="--user --map-root-user --mount"
+scratch=$(mktemp -d)
+trap 'rm -rf "$scratch"' EXIT
+
+# Hides files and directories under empty ones; nobody can execute the file.
+touch "$scratch/file"
+mkdir "$scratch/directory"
+cat >"$scratch/hidden" <<'END'
+scratch=$1 source=$2
+shift 2
+for path in "$@"; do
+  if [ -d "$path" ]; then empty=directory; else empty=file; fi
+  mount --bind "$scratch/$empty" "$path"
+done
+exec cmake -S "$source" -B "$scratch/build"
+END
+
+# refused LINE PATH...: without these paths, configuration fails with LINE.
+refused() {
+  line=$1
+  shift
+  # shellcheck disable=SC2086 # a list of options
+  if unshare $namespaces sh -e "$scratch/hidden" "$scratch" "$source" "$@" >"$scratch/output" 2>&1; then
+    echo "configure_test.sh: configured without $*" >&2
+    exit 1
+  fi
+  if ! grep -qxF "  $line" "$scratch/output"; then
+    echo "configure_test.sh: without $* nothing says: $line" >&2
+    cat "$scratch/output" >&2
+    exit 1
+  fi
+  rm -rf "$scratch/build"
+}
+
+refused "iconv not found: install the Debian package libc-bin" "$(command -v iconv)"
+refused "msgfmt not found: install the Debian package gettext" "$(command -v msgfmt)"
+refused "GoogleTest not found: install the Debian package libgtest-dev" \
+  /usr/include/gtest /usr/lib/*/cmake/GTest
+echo "each missing tool is named"

@@ -1,0 +1,120 @@
+#!/bin/sh
+# The documents are right: manual pages without a warning in both languages, an API reference in which
+# no operation lacks its description, a picture of the modules that is that of the includes, and two
+# READMEs whose links lead somewhere.
+#
+# usage: documents_test.sh SOURCE BUILD
+set -eu
+
+source=$1
+build=$2
+scratch=$(mktemp -d)
+trap 'rm -rf "$scratch"' EXIT
+
+fail() {
+  echo "documents_test.sh: $*" >&2
+  exit 1
+}
+
+# ---- Manual pages ------------------------------------------------------------------------------
+
+LOCPATH=$scratch/locales
+MANPATH=$build/man
+MANWIDTH=80
+export LOCPATH MANPATH MANWIDTH
+mkdir "$LOCPATH"
+localedef -i ja_JP -f UTF-8 "$LOCPATH/ja_JP.UTF-8"
+localedef -i en_US -f UTF-8 "$LOCPATH/en_US.UTF-8"
+
+# shown LOCALE PAGE: the page as the manual shows it, without a warning.
+shown() {
+  LC_ALL=$1 man --warnings "${2##*.}" "${2%.*}" >"$scratch/shown" 2>"$scratch/warnings" ||
+    fail "no manual page $2 for $1"
+  if grep . "$scratch/warnings"; then fail "the manual page $2 for $1 has warnings"; fi
+}
+
+for page in scsend.8 moxel.conf.5 moxel-messages.5 libmoxel.3; do
+  for language in "" ja/; do
+    file=$build/man/${language}man${page##*.}/$page.gz
+    if gzip -dc "$file" | mandoc -Tlint | grep .; then fail "mandoc finds fault with $language$page"; fi
+    lexgrog "$file" | grep -q "\"${page%.*} - " || fail "$language$page has no title line"
+  done
+  shown en_US.UTF-8 $page
+  grep -q '^NAME$' "$scratch/shown" || fail "$page is not in English"
+  shown ja_JP.UTF-8 $page
+  grep -q '^名前$' "$scratch/shown" || fail "$page is not in Japanese"
+  # Headings and macros are those of the other language's page.
+  for language in "" ja/; do
+    sed -n 's/^\(\.S[HS]\).*/\1/p; s/^\.TP/&/p' "$source/man/$language$page" >"$scratch/form.${language%/}"
+  done
+  cmp "$scratch/form." "$scratch/form.ja" || fail "the two pages of $page are built differently"
+done
+# Every setting of the installed file has its entry.
+sed -n 's/^#\([A-Za-z_]*\)=.*/\1/p' "$source/etc/moxel.conf" >"$scratch/settings"
+[ "$(wc -l <"$scratch/settings")" = 21 ] || fail "moxel.conf has other settings"
+while read -r setting; do
+  for language in "" ja/; do
+    grep -q "^\.BR .*\b$setting\b" "$source/man/${language}moxel.conf.5" ||
+      fail "$setting is missing in ${language}moxel.conf.5"
+  done
+done <"$scratch/settings"
+# Every public header is in the guide.
+for header in "$source"/src/*.h; do
+  header=${header##*/}
+  case $header in Descriptor.h | File.h | LogLine.h) continue ;; esac
+  for language in "" ja/; do
+    grep -q "\b$header\b" "$source/man/${language}libmoxel.3" ||
+      fail "$header is missing in ${language}libmoxel.3"
+  done
+done
+
+# ---- API reference -----------------------------------------------------------------------------
+
+reference() {
+  sed "s,^INPUT .*,INPUT = $1,; s,^OUTPUT_DIRECTORY.*,OUTPUT_DIRECTORY = $scratch/api," \
+    "$build/Doxyfile" >"$scratch/Doxyfile"
+  doxygen "$scratch/Doxyfile" >"$scratch/warnings" 2>&1
+}
+reference "$source/src" || { cat "$scratch/warnings" >&2; fail "the API reference has warnings"; }
+# One description stands at each of the overloads that it holds for.
+[ "$(grep -c 'runs of slashes made one' "$scratch/api/html/common_8h.html")" -ge 2 ] ||
+  fail "an overload has no description"
+mkdir "$scratch/headers"
+cp "$source"/src/*.h "$scratch/headers"
+sed -i '/Removes the set from the system/,/it first sleeps/d' "$scratch/headers/CMutex.h"
+if reference "$scratch/headers"; then fail "an operation without a description passes"; fi
+grep -q 'remove.*is not documented' "$scratch/warnings" || fail "another warning than expected"
+
+# ---- Picture of the modules --------------------------------------------------------------------
+
+sh "$source/docs/modules.sh" --check || fail "the picture of the modules is out of date"
+mkdir "$scratch/tree" "$scratch/tree/docs"
+cp -r "$source/src" "$scratch/tree"
+cp "$source"/docs/modules.* "$scratch/tree/docs"
+echo '#include "CTemp.h"' >>"$scratch/tree/src/MLog.cpp"
+if sh "$scratch/tree/docs/modules.sh" --check >/dev/null 2>&1; then fail "a new include passes"; fi
+
+# ---- READMEs -----------------------------------------------------------------------------------
+
+cd "$source"
+for readme in README.md README.ja.md; do
+  grep -o '](\([^)#:]*\))' $readme | sed 's/^](//; s/)$//' >"$scratch/links"
+  [ -s "$scratch/links" ] || fail "$readme links nothing"
+  while read -r link; do
+    case $link in build/*) continue ;; esac
+    [ -e "$link" ] || fail "$readme links $link, which is not there"
+  done <"$scratch/links"
+  # Files that it names in the tree; X stands for any.
+  tr '`' '\n' <$readme | grep -E '^(\.ci|[a-z]+)/[^ ]*$' | grep -v X >"$scratch/names"
+  while read -r name; do
+    case $name in build/*) continue ;; esac
+    [ -e "$name" ] || fail "$readme names $name, which is not there"
+  done <"$scratch/names"
+  grep '^#' $readme | sed 's/ .*//' >"$scratch/headings.$readme"
+  tr '`' '\n' <$readme | grep -x '[A-Z][A-Z_]*[A-Z]' | sort -u >"$scratch/words.$readme"
+done
+cmp "$scratch/headings.README.md" "$scratch/headings.README.ja.md" ||
+  fail "the READMEs have other headings"
+diff "$scratch/words.README.md" "$scratch/words.README.ja.md" ||
+  fail "the READMEs name other variables"
+echo "the documents are right"

@@ -1,0 +1,287 @@
+#!/bin/sh
+# Makes the packages and puts them through their life: two builds of one commit give the same bytes;
+# the DEB is installed into a small root of its own, run, upgraded, removed and purged; the RPM is
+# examined, installed and erased; tools are built against what is installed.
+#
+# usage: packages_test.sh SOURCE BUILD
+set -eu
+
+fail() {
+  echo "packages_test.sh: $*" >&2
+  exit 1
+}
+
+same() {
+  diff "$1" "$2" || fail "$3"
+}
+
+# Everything below the root, with kind, mode and owner; what the package system keeps for itself and
+# what stood there before apart.
+listing() {
+  (cd "$root" && find . -path ./var/lib -prune -o -path ./dev -prune -o -printf '%y %m %U %G %p\n') |
+    sort
+}
+
+# ---- In mounts of its own: the life of the packages --------------------------------------------
+
+# A root with a shell and what the maintainer scripts, the command and the sample script call.
+make_root() {
+  root=$scratch/$1
+  mkdir -p "$root/dev" "$root/tmp" "$root/var/log" "$root/var/lib/dpkg/info" \
+    "$root/var/lib/dpkg/updates" "$root/var/lib/rpm"
+  for program in sh mkdir rm rmdir uname; do
+    path=$(command -v $program)
+    mkdir -p "$root/${path%/*}"
+    cp "$path" "$root$path"
+    needs "$path"
+  done
+  mkdir -p "$root/bin"
+  [ -e "$root/bin/sh" ] || cp /bin/sh "$root/bin/sh"
+  needs "$build/scsend"
+  touch "$root/dev/null"
+  mount --bind /dev/null "$root/dev/null"
+  # What the package depends on is installed here, as far as the package system knows.
+  dpkg-query -s libc6 libgcc-s1 libstdc++6 >"$root/var/lib/dpkg/status"
+}
+
+# Copies the shared libraries of $1 into the root.
+needs() {
+  for library in $(ldd "$1" | grep -o '/[^ ]*'); do
+    case $library in "$build"/*) continue ;; esac
+    mkdir -p "$root/${library%/*}"
+    [ -e "$root$library" ] || cp -L "$library" "$root$library"
+  done
+}
+
+dpkg_here() {
+  dpkg --root="$root" --log="$scratch/dpkg.log" "$@" >"$scratch/dpkg.output" 2>&1 </dev/null ||
+    { cat "$scratch/dpkg.output" >&2; fail "dpkg $*"; }
+}
+
+debian_life() {
+  make_root debian
+  # The agent's library comes with the agent.
+  mkdir -p "$root/opt/ZQRNvek/lib"
+  cp "$build/libvekcom.so.2.0" "$root/opt/ZQRNvek/lib"
+  listing >"$scratch/before"
+  conf=$root/opt/kardo/moxel/etc/moxel.conf
+  log=$root/var/log/kardo/moxel/log
+
+  (umask 077 && dpkg_here -i "$packages/moxel_2.0.0_amd64.deb")
+  [ "$(stat -c '%F %a %u' "$log")" = "directory 755 0" ] || fail "the log directory is another"
+  if find "$root/var/log/kardo" "$root/opt/kardo" -type d ! -perm 755 | grep .; then
+    fail "directories that are not open to all"
+  fi
+  # Without the script: the shell's 127, and the words for it.
+  status=0
+  chroot "$root" /opt/kardo/moxel/bin/scsend >"$scratch/output" || status=$?
+  [ $status = 127 ] || fail "without its script the installed command gives $status"
+  cat >"$root/opt/kardo/moxel/bin/scsend.sh" <<'END'
+#!/bin/sh
+echo "sent by $1"
+END
+  chmod 755 "$root/opt/kardo/moxel/bin/scsend.sh"
+  chroot "$root" /opt/kardo/moxel/bin/scsend >"$scratch/output" || fail "the installed command fails"
+  printf '構成情報送信が完了しました\n\nsent by -v' | iconv -f UTF-8 -t EUC-JP |
+    cmp - "$scratch/output" || fail "the installed command prints something else"
+  grep -q 'com=/opt/kardo/moxel/bin/scsend.sh -v' "$log/moxel.log" || fail "nothing is in the log"
+  VEKCOM_STATUS=0 chroot "$root" /opt/kardo/moxel/bin/scsend >/dev/null && fail "runs when stopped"
+  rm "$root/opt/kardo/moxel/bin/scsend.sh"
+
+  # An upgrade keeps what the administrator wrote, whether or not the shipped file changed.
+  echo 'BigLimit=1mb' >>"$conf"
+  cp "$conf" "$scratch/written"
+  dpkg_here -i "$packages/moxel_2.0.1_amd64.deb"
+  same "$scratch/written" "$conf" "an upgrade changes the configuration"
+  [ "$(dpkg-query --admindir="$root/var/lib/dpkg" -W -f '${Version}' moxel)" = 2.0.1 ] ||
+    fail "no upgrade"
+  dpkg-deb -R "$packages/moxel_2.0.1_amd64.deb" "$scratch/next"
+  echo '# A new remark.' >>"$scratch/next/opt/kardo/moxel/etc/moxel.conf"
+  sed -i 's/^Version: .*/Version: 2.0.2/' "$scratch/next/DEBIAN/control"
+  dpkg-deb --root-owner-group -b "$scratch/next" "$scratch/next.deb" >/dev/null
+  dpkg_here --force-confold -i "$scratch/next.deb"
+  same "$scratch/written" "$conf" "an upgrade changes the configuration"
+
+  # Removal keeps configuration and log; the purge leaves nothing.
+  dpkg_here -r moxel
+  same "$scratch/written" "$conf" "removal takes the configuration"
+  [ -s "$log/moxel.log" ] || fail "removal takes the log"
+  [ ! -e "$root/opt/kardo/moxel/bin" ] || fail "removal leaves the command"
+  dpkg_here -P moxel
+  listing >"$scratch/after"
+  same "$scratch/before" "$scratch/after" "the purge leaves something"
+
+  # The same without a line in the log, and with a new start after a removal.
+  dpkg_here -i "$packages/moxel_2.0.0_amd64.deb"
+  dpkg_here -r moxel
+  [ -d "$log" ] || fail "removal takes the empty log directory"
+  dpkg_here -i "$packages/moxel_2.0.0_amd64.deb"
+  dpkg_here -P moxel
+  listing >"$scratch/after"
+  same "$scratch/before" "$scratch/after" "the second purge leaves something"
+
+  # What a developer gets, for the tools that are built below.
+  dpkg_here -i "$packages/moxel-dev_2.0.0_amd64.deb"
+  mkdir "$scratch/system"
+  cp -r "$root/usr" "$scratch/system/usr"
+  dpkg_here -P moxel-dev
+  listing >"$scratch/after"
+  same "$scratch/before" "$scratch/after" "the development package leaves something"
+}
+
+rpm_here() {
+  rpm --root "$root" --dbpath /var/lib/rpm --force-debian --nodeps "$@" >"$scratch/rpm.output" 2>&1 ||
+    { cat "$scratch/rpm.output" >&2; fail "rpm $*"; }
+}
+
+rpm_life() {
+  make_root rpm
+  listing >"$scratch/before"
+  conf=$root/opt/kardo/moxel/etc/moxel.conf
+  rpm_here -i "$packages/moxel-2.0.0-1.x86_64.rpm"
+  [ "$(stat -c '%F %a %u' "$root/var/log/kardo/moxel/log")" = "directory 755 0" ] ||
+    fail "the log directory of the RPM is another"
+  echo 'BigLimit=1mb' >>"$conf"
+  cp "$conf" "$scratch/written"
+  rpm_here -U "$packages/moxel-2.0.1-1.x86_64.rpm"
+  same "$scratch/written" "$conf" "an upgrade of the RPM changes the configuration"
+  rpm_here -e moxel
+  [ -d "$root/var/log/kardo/moxel/log" ] || fail "erasing takes the log directory"
+  same "$scratch/written" "$conf.rpmsave" "erasing takes the configuration"
+  [ ! -e "$root/opt/kardo/moxel/bin" ] || fail "erasing leaves the command"
+}
+
+# packages_test.sh --inside SCRATCH BUILD: called by this script itself.
+if [ "$1" = --inside ]; then
+  scratch=$2
+  build=$3
+  packages=$scratch/packages
+  debian_life
+  rpm_life
+  exit 0
+fi
+
+source=$1
+build=$2
+scratch=$(mktemp -d)
+trap 'rm -rf "$scratch"' EXIT
+packages=$scratch/packages
+
+# ---- Two builds of one commit ------------------------------------------------------------------
+
+# make_packages DIRECTORY: a clone there, its packages in DIRECTORY.packages.
+make_packages() {
+  git clone -q "$source" "$1"
+  cmake -S "$1" -B "$1/made" -G Ninja -DBUILD_TESTING=OFF >/dev/null
+  cmake --build "$1/made" >/dev/null
+  (cd "$1/made" && umask 022 && cpack -B "$1.packages" >/dev/null 2>&1)
+}
+unset SOURCE_DATE_EPOCH
+mkdir "$scratch/elsewhere"
+(umask 022 && make_packages "$scratch/one")
+(umask 077 && make_packages "$scratch/elsewhere/another")
+names="moxel_2.0.0_amd64.deb moxel-dev_2.0.0_amd64.deb moxel-2.0.0-1.x86_64.rpm
+  moxel-dev-2.0.0-1.x86_64.rpm"
+for name in $names; do
+  cmp "$scratch/one.packages/$name" "$scratch/elsewhere/another.packages/$name" ||
+    fail "$name depends on where it was built"
+done
+[ "$(rpm -qp --qf '%{BUILDTIME}' "$scratch/one.packages/moxel-2.0.0-1.x86_64.rpm")" = \
+  "$(git -C "$source" log -1 --format=%ct)" ] || fail "the packages' time is not the commit's"
+
+# ---- What is in them ---------------------------------------------------------------------------
+
+# From here on the packages of the build itself, as version 2.0.0 and as the next one.
+(cd "$build" && cpack -B "$packages" && cpack -R 2.0.1 -B "$packages") >/dev/null 2>&1
+cd "$packages"
+for package in moxel moxel-dev; do
+  deb=${package}_2.0.0_amd64.deb
+  rpm=$package-2.0.0-1.x86_64.rpm
+  # Shipped files and their modes, as cmake --install gives them.
+  cmake --install "$build" --component $package --prefix "$scratch/staged" >/dev/null
+  (cd "$scratch/staged" && find . ! -type d -printf '%m root /%P\n') |
+    grep -v ' root /usr/share/lintian/' | sort >"$scratch/expected"
+  dpkg-deb --fsys-tarfile $deb | tar -tv | awk '$1 !~ /^d/ { print $1, $2, $6 }' |
+    sed 's/^-rw-r--r--/644/; s/^-rwxr-xr-x/755/; s,root/root \.,root ,' |
+    grep -v ' root /usr/share/lintian/' | sort >"$scratch/files"
+  same "$scratch/expected" "$scratch/files" "$deb holds other files"
+  rpm -qp --qf '[%{FILEMODES:octal} %{FILEUSERNAME} %{FILENAMES}\n]' $rpm | grep '^10' |
+    sed 's/^100//' | sort >"$scratch/files"
+  same "$scratch/expected" "$scratch/files" "$rpm holds other files"
+  rm -rf "$scratch/staged"
+  for name in $deb $rpm; do
+    case $name in
+      *.deb) dpkg-deb -f "$name" Description ;;
+      *.rpm) rpm -qp --qf '%{DESCRIPTION}' "$name" ;;
+    esac | grep -q 'libvekcom\.so\.2\.0' || fail "$name does not name the agent's library"
+  done
+  rpm -qp --qf '[%{FILEMODES:octal} %{FILEUSERNAME} %{FILENAMES}\n]' $rpm | grep '^4' |
+    grep -v '^40755 root ' && fail "$rpm has directories that are not open to all"
+  if grep -q 'vekcom.*so' "$scratch/files"; then fail "the substitute is in $package"; fi
+done
+rpm=moxel-2.0.0-1.x86_64.rpm
+if rpm -qp --requires $rpm | grep vekcom; then fail "the RPM needs the agent's library"; fi
+if dpkg-deb -f moxel_2.0.0_amd64.deb Depends | grep vekcom; then fail "so does the DEB"; fi
+dpkg-deb -f moxel_2.0.0_amd64.deb Depends | grep -q 'libc6 (>= ' || fail "no dependency on libc6"
+[ "$(dpkg-deb -I moxel_2.0.0_amd64.deb conffiles)" = /opt/kardo/moxel/etc/moxel.conf ] ||
+  fail "the DEB's configuration files are others"
+# Bit 0: a configuration file; bit 4: an upgrade keeps a changed one.
+rpm -qp --qf '[%{FILEFLAGS} %{FILENAMES}\n]' $rpm | grep ' /opt/' >"$scratch/flags"
+grep -qx '17 /opt/kardo/moxel/etc/moxel.conf' "$scratch/flags" || fail "no %config(noreplace)"
+[ "$(grep -vc '^0 ' "$scratch/flags")" = 1 ] || fail "more than one configuration file"
+[ "$(rpm -qp --qf '[%{FILEMODES:octal} %{FILENAMES}\n]' $rpm | grep ' /var/')" = \
+  "40755 /var/log/kardo
+40755 /var/log/kardo/moxel
+40755 /var/log/kardo/moxel/log" ] || fail "the RPM's log directory is another"
+rpm -qp --scripts $rpm >"$scratch/scripts"
+[ "$(grep -c scriptlet "$scratch/scripts")" = 1 ] || fail "the RPM has other scripts"
+grep -q '^postuninstall' "$scratch/scripts" || fail "the RPM has other scripts"
+[ -z "$(rpm -qp --scripts moxel-dev-2.0.0-1.x86_64.rpm)" ] || fail "the RPM moxel-dev has scripts"
+
+lintian --fail-on error,warning ./*_2.0.0_*.deb >"$scratch/lintian" 2>&1 ||
+  { cat "$scratch/lintian" >&2; fail "lintian"; }
+
+# ---- Their life, and tools built with them -----------------------------------------------------
+
+namespaces="--mount --ipc"
+[ "$(id -u)" = 0 ] || namespaces="--user --map-root-user $namespaces"
+# shellcheck disable=SC2086 # a list of options
+unshare $namespaces sh "$source/tests/packages_test.sh" --inside "$scratch" "$build"
+
+mkdir "$scratch/examples"
+cp "$source"/examples/*.cpp "$scratch/examples"
+cat >"$scratch/examples/CMakeLists.txt" <<'END'
+cmake_minimum_required(VERSION 3.25)
+project(examples CXX)
+find_package(moxel 2.0 REQUIRED)
+foreach(example confcheck explain)
+  add_executable(${example} ${example}.cpp)
+  target_link_libraries(${example} PRIVATE moxel::moxel)
+endforeach()
+END
+cmake -S "$scratch/examples" -B "$scratch/by-cmake" -DCMAKE_PREFIX_PATH="$scratch/system/usr" \
+  >/dev/null || fail "find_package does not find moxel"
+cmake --build "$scratch/by-cmake" >/dev/null || fail "the examples do not build by CMake"
+
+mkdir "$scratch/by-pkg-config"
+PKG_CONFIG_LIBDIR=$scratch/system/usr/lib/pkgconfig
+PKG_CONFIG_SYSROOT_DIR=$scratch/system
+export PKG_CONFIG_LIBDIR PKG_CONFIG_SYSROOT_DIR
+for example in confcheck explain; do
+  # shellcheck disable=SC2046 # lists of options
+  c++ -std=c++17 $(pkg-config --cflags moxel) "$scratch/examples/$example.cpp" \
+    $(pkg-config --libs moxel) -o "$scratch/by-pkg-config/$example" ||
+    fail "$example does not build by pkg-config"
+done
+
+# A directory that is not there: no log, and no semaphore for it that would stay.
+MOXEL_LOG=$scratch/none/moxel.log
+export MOXEL_LOG
+"$build/confcheck" "$source/etc/moxel.conf" >"$scratch/default"
+for kind in by-cmake by-pkg-config; do
+  "$scratch/$kind/explain" HTTP -14 5 >"$scratch/explained" || fail "explain fails ($kind)"
+  "$build/explain" HTTP -14 5 | cmp -s - "$scratch/explained" || fail "explain differs ($kind)"
+  "$scratch/$kind/confcheck" "$source/etc/moxel.conf" | cmp -s - "$scratch/default" ||
+    fail "confcheck differs ($kind)"
+done
+echo "the packages live as they should"
