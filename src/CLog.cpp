@@ -1,10 +1,12 @@
 #include "CLog.h"
 
 #include <fcntl.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <syslog.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cctype>
 #include <cerrno>
 #include <cstdio>
@@ -28,6 +30,8 @@ constexpr char kDefaultDirectory[] = "/var/log/kardo/moxel/log";
 constexpr off_t kRotateAboveBytes = 512000;
 constexpr mode_t kFileMode = 0666;
 constexpr int kLockAttempts = 10;
+constexpr size_t kLongestTornLine = 64 << 10;
+constexpr useconds_t kTornAfterMicroseconds = 10000;
 
 constexpr int kLevelNormal = 0;
 constexpr int kLevelTrace = 1;
@@ -102,16 +106,87 @@ class Lock {
   bool m_taken;
 };
 
-void writeAll(int descriptor, const std::string& bytes) {
+bool isSameFile(const struct stat& a, const struct stat& b) {
+  return a.st_dev == b.st_dev && a.st_ino == b.st_ino;
+}
+
+// Where the log file ended after this process's last line; while it still ends there, nobody else has
+// written.
+off_t lastEnd = -1;
+
+// Whether `text` is a line as `writeLine` begins it, or the first bytes of one.
+bool beginsLikeLine(const char* text, size_t length) {
+  constexpr char kStamp[] = "0000/00/00 00:00:00 ";
+  for (size_t i = 0; i < length && kStamp[i] != '\0'; ++i) {
+    const bool digit = isdigit(static_cast<unsigned char>(text[i])) != 0;
+    if (kStamp[i] == '0' ? !digit : text[i] != kStamp[i]) return false;
+  }
+  return true;
+}
+
+// Cuts off the piece of a line that a writer left who was killed inside of its write, and gives the
+// new end. Whatever else the file ends with stays.
+off_t removeTornLine(const char* path, int log, off_t end) {
+  const Descriptor file(open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+  struct stat status = {};
+  struct stat other = {};
+  if (fstat(log, &status) != 0 || !S_ISREG(status.st_mode)) return end;
+  if (fstat(file.number(), &other) != 0 || !isSameFile(status, other)) return end;
+  char last = '\n';
+  if (pread(file.number(), &last, 1, end - 1) != 1 || last == '\n') return end;
+
+  const size_t length = std::min(kLongestTornLine, static_cast<size_t>(end));
+  const off_t begin = end - static_cast<off_t>(length);
+  std::string tail(length, '\0');
+  if (pread(file.number(), tail.data(), length, begin) != static_cast<ssize_t>(length)) return end;
+  const size_t lineFeed = tail.rfind('\n');
+  if (lineFeed == std::string::npos && begin != 0) return end;
+  const size_t torn = lineFeed == std::string::npos ? 0 : lineFeed + 1;
+  if (!beginsLikeLine(tail.data() + torn, length - torn)) return end;
+
+  // Where the semaphore was removed under its holder, that one may still be writing.
+  usleep(kTornAfterMicroseconds);
+  if (lseek(log, 0, SEEK_END) != end) return end;
+  const off_t whole = begin + static_cast<off_t>(torn);
+  return ftruncate(log, whole) == 0 ? whole : end;
+}
+
+// True when the process may make the file that long. A write beyond the limit would kill it.
+bool isWithinLimit(off_t bytes) {
+  rlimit limit = {};
+  if (getrlimit(RLIMIT_FSIZE, &limit) != 0 || limit.rlim_cur == RLIM_INFINITY) return true;
+  return static_cast<rlim_t>(bytes) <= limit.rlim_cur;
+}
+
+// How many bytes could be written.
+size_t writeAll(int descriptor, const std::string& bytes) {
   size_t written = 0;
   while (written < bytes.size()) {
     const ssize_t result = write(descriptor, bytes.data() + written, bytes.size() - written);
     if (result > 0) {
       written += static_cast<size_t>(result);
     } else if (result == 0 || errno != EINTR) {
-      return;
+      break;
     }
   }
+  return written;
+}
+
+// Appends the line whole or not at all; a log that is no file just gets it.
+void appendLine(const char* path, int log, const std::string& line) {
+  const off_t found = lseek(log, 0, SEEK_END);
+  if (found == -1) {
+    writeAll(log, line);
+    return;
+  }
+  const off_t begin = found == lastEnd || found == 0 ? found : removeTornLine(path, log, found);
+  lastEnd = begin;
+  if (!isWithinLimit(begin + static_cast<off_t>(line.size()))) return;
+
+  const size_t written = writeAll(log, line);
+  lastEnd += static_cast<off_t>(written);
+  if (written == line.size() || lseek(log, 0, SEEK_END) != lastEnd) return;
+  if (ftruncate(log, begin) == 0) lastEnd = begin;
 }
 
 class KeepErrno {
@@ -144,10 +219,12 @@ int CLog::init(const char* program) {
     const std::string backup =
         format("%s/%s.bak", parentPath(m_path).c_str(), retrieveName2(m_path.c_str()).c_str());
     const bool renamed = rename(m_path.c_str(), backup.c_str()) == 0;
-    const bool truncated = truncate(m_path.c_str(), 0) == 0;
-    // Deliberately ignored: after the rename there is no file left to truncate.
-    static_cast<void>(renamed);
-    static_cast<void>(truncated);
+    struct stat next = {};
+    const bool madeAnew =
+        renamed && stat(m_path.c_str(), &next) == 0 && !isSameFile(next, status);
+    // Deliberately ignored: after the rename there is no file left to truncate. One that another
+    // tool has made since then holds that tool's lines.
+    if (!madeAnew && truncate(m_path.c_str(), 0) != 0) return 0;
   }
   return 0;
 }
@@ -186,7 +263,7 @@ void CLog::writeLine(const std::string& text) {
   const std::string stamp =
       format("%04d/%02d/%02d %02d:%02d:%02d %5d ", t.tm_year + 1900, t.tm_mon + 1, t.tm_mday,
              t.tm_hour, t.tm_min, t.tm_sec, static_cast<int>(getpid()));
-  writeAll(file.number(), stamp + text + "\n");
+  appendLine(m_path.c_str(), file.number(), stamp + text + "\n");
 }
 
 void CLog::slog(const char* fmt, ...) {

@@ -4,6 +4,7 @@
 #include <sys/ioctl.h>
 #include <sys/ipc.h>
 #include <sys/mount.h>
+#include <sys/resource.h>
 #include <sys/sem.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -24,6 +25,7 @@
 #include "Memory.h"
 #include "Process.h"
 #include "Scratch.h"
+#include "StatCalls.h"
 #include "common.h"
 
 namespace {
@@ -286,6 +288,86 @@ TEST_F(Log, ALineThatIsWrittenInPartsIsWhole) {
   EXPECT_EQ(bytes.substr(bytes.size() - text.size() - 2), " " + text + "\n");
 }
 
+// ---- Lines that cannot be written whole --------------------------------------------------------
+
+TEST_F(Log, APieceOfALineThatAKilledWriterLeftIsCutOff) {
+  const std::string whole = "2026/11/21 10:00:00   123 whole\n";
+  const std::string torn = "2026/11/21 10:00:01   123 torn " + std::string(5000, 'x');
+  for (size_t length = 1; length <= torn.size(); length = length < 40 ? length + 1 : length * 3) {
+    for (const std::string& before : {whole, std::string()}) {
+      writeFile(logPath(), before + torn.substr(0, length));
+      gLog.ilog("next");
+      const std::string log = readFile(logPath());
+      EXPECT_EQ(log.substr(0, before.size()), before);
+      const auto lines = parseLog(log.substr(before.size()));
+      ASSERT_EQ(lines.size(), 1U) << length;
+      EXPECT_EQ(lines[0].text, "next");
+    }
+  }
+}
+
+TEST_F(Log, WhatElseTheFileEndsWithStays) {
+  const std::string longest(64 << 10, 'x');
+  const std::string stamp = "2026/11/21 10:00:00 ";
+  for (const std::string& before :
+       {std::string("a remark"), std::string("2026-11-21 10:00:00 other"),
+        std::string("2026/11/21 10:00:00x"), stamp + longest, std::string("\n"),
+        "first\n" + stamp + "second\n"}) {
+    writeFile(logPath(), before);
+    gLog.ilog("next");
+    EXPECT_EQ(readFile(logPath()).substr(0, before.size()), before) << before.substr(0, 40);
+  }
+  // One byte less is within what is cut off.
+  writeFile(logPath(), (stamp + longest).substr(0, longest.size()));
+  gLog.ilog("next");
+  EXPECT_EQ(logged(), Lines{"next"});
+}
+
+TEST_F(Log, APieceIsCutOffBehindALinkToo) {
+  writeFile(logPath(), "2026/11/21 10:00:00   123 torn");
+  ASSERT_EQ(rename(logPath().c_str(), scratch.file("renamed").c_str()), 0);
+  ASSERT_EQ(symlink("renamed", logPath().c_str()), 0);
+  gLog.ilog("next");
+  EXPECT_EQ(logged(), Lines{"next"});
+}
+
+TEST_F(Log, AFullDiskLeavesNoPieceOfALine) {
+  const int status = inChild([&] {
+    if (!enterPrivateNamespace() || !mountEmpty(scratch.path(), 0, "size=64k")) return 1;
+    gLog.ilog("%s", "first");
+    const std::string text(3000, 'x');
+    off_t full = 0;
+    for (int i = 0; i < 40; ++i) {
+      gLog.ilog("%s", text.c_str());
+      full = std::max(full, sizeOf(logPath()));
+    }
+    for (const LogLineRead& line : parseLog(readFile(logPath()))) {
+      if (line.text != "first" && line.text != text) return 2;
+    }
+    if (sizeOf(logPath()) != full || full <= 50000) return 3;
+    // With room again the next line is there.
+    if (truncate(logPath().c_str(), 0) != 0) return 4;
+    gLog.ilog("again");
+    return logged() == Lines{"again"} && lockIsFree() ? 0 : 5;
+  });
+  EXPECT_EQ(exitCode(status), 0);
+}
+
+TEST_F(Log, ALineBeyondTheLimitOfFileSizesIsLostAndKillsNobody) {
+  const int status = inChild([&] {
+    gLog.ilog("first");
+    const off_t first = sizeOf(logPath());
+    const rlimit limit = {static_cast<rlim_t>(first) * 2, RLIM_INFINITY};
+    if (setrlimit(RLIMIT_FSIZE, &limit) != 0) return 1;
+    gLog.ilog("%s", std::string(static_cast<size_t>(first), 'x').c_str());
+    if (sizeOf(logPath()) != first) return 2;
+    gLog.ilog("secon");  // just fits
+    gLog.ilog("x");
+    return logged() == Lines{"first", "secon"} && lockIsFree() ? 0 : 3;
+  });
+  EXPECT_EQ(exitCode(status), 0);
+}
+
 TEST_F(Log, HasAVirtualDestructor) { EXPECT_TRUE((std::has_virtual_destructor_v<CLog>)); }
 
 TEST_F(Log, TheLocksSetStays) {
@@ -526,6 +608,24 @@ TEST_F(Log, AFailedRenameStillEmptiesTheLog) {
   ASSERT_EQ(mkdir(scratch.file("moxel.bak").c_str(), 0700), 0);
   fill(logPath(), 512001);
   EXPECT_EQ(gLog.init("tool"), 0);
+  EXPECT_EQ(sizeOf(logPath()), 0);
+}
+
+TEST_F(Log, RotationKeepsWhatAnotherToolWritesMeanwhile) {
+  fill(logPath(), 512001);
+  beforeStat = [&](const std::string&) {
+    if (exists(scratch.file("moxel.bak")) && !exists(logPath())) writeFile(logPath(), "line\n");
+  };
+  gLog.init("tool");
+  beforeStat = nullptr;
+  EXPECT_EQ(sizeOf(scratch.file("moxel.bak")), 512001);
+  EXPECT_EQ(readFile(logPath()), "line\n");
+}
+
+TEST_F(Log, ARenameWithoutEffectStillEmptiesTheLog) {
+  fill(logPath(), 512001);
+  ASSERT_EQ(link(logPath().c_str(), scratch.file("moxel.bak").c_str()), 0);
+  gLog.init("tool");
   EXPECT_EQ(sizeOf(logPath()), 0);
 }
 

@@ -3,6 +3,7 @@
 struct stat;
 
 int statCalls = 0;
+std::function<void(const std::string&)> beforeStat;
 
 extern "C" {
 
@@ -10,6 +11,7 @@ int __real_stat(const char* path, struct stat* status);
 
 int __wrap_stat(const char* path, struct stat* status) {
   ++statCalls;
+  if (beforeStat) beforeStat(path);
   return __real_stat(path, status);
 }
 }

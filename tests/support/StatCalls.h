@@ -1,4 +1,10 @@
 #pragma once
 
+#include <functional>
+#include <string>
+
 // How often this program's code has called `stat`, which the linker wraps for it.
 extern int statCalls;
+
+// Runs before each of these calls with its path, if set.
+extern std::function<void(const std::string&)> beforeStat;
