@@ -4,8 +4,7 @@
 if(CPACK_GENERATOR STREQUAL "DEB")
   file(REMOVE_RECURSE ${CPACK_TEMPORARY_DIRECTORY}/moxel/var)
 else()
-  file(REMOVE_RECURSE ${CPACK_TEMPORARY_DIRECTORY}/moxel/usr/share/lintian
-       ${CPACK_TEMPORARY_DIRECTORY}/moxel-dev/usr/share/lintian)
+  file(REMOVE_RECURSE ${CPACK_TEMPORARY_DIRECTORY}/moxel/usr/share/lintian)
 endif()
 
 # Directories are open to all, whatever the mask of who makes the packages.

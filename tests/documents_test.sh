@@ -36,7 +36,10 @@ shown() {
 for page in scsend.8 moxel.conf.5 moxel-messages.5 libmoxel.3; do
   for language in "" ja/; do
     file=$build/man/${language}man${page##*.}/$page.gz
-    if gzip -dc "$file" | mandoc -Tlint | grep .; then fail "mandoc finds fault with $language$page"; fi
+    gzip -dc "$file" >"$scratch/page" || fail "$file cannot be read"
+    status=0
+    mandoc -Tlint <"$scratch/page" >"$scratch/lint" 2>&1 || status=$?
+    if [ $status -gt 1 ] || grep . "$scratch/lint"; then fail "mandoc finds fault with $language$page"; fi
     lexgrog "$file" | grep -q "\"${page%.*} - " || fail "$language$page has no title line"
   done
   shown en_US.UTF-8 $page
@@ -47,6 +50,10 @@ for page in scsend.8 moxel.conf.5 moxel-messages.5 libmoxel.3; do
   for language in "" ja/; do
     sed -n 's/^\(\.S[HS]\).*/\1/p; s/^\.TP/&/p' "$source/man/$language$page" >"$scratch/form.${language%/}"
   done
+  for language in "" ja/; do
+    grep -oE '[0-9]{2,}' "$source/man/$language$page" | sort -u >"$scratch/numbers.${language%/}"
+  done
+  diff "$scratch/numbers." "$scratch/numbers.ja" || fail "the two pages of $page give other numbers"
   cmp "$scratch/form." "$scratch/form.ja" || fail "the two pages of $page are built differently"
 done
 # Every setting of the installed file has its entry.
@@ -82,8 +89,11 @@ reference "$source/src" || { cat "$scratch/warnings" >&2; fail "the API referenc
 mkdir "$scratch/headers"
 cp "$source"/src/*.h "$scratch/headers"
 sed -i '/Removes the set from the system/,/it first sleeps/d' "$scratch/headers/CMutex.h"
+sed -i '/Exit code of a wait status/d' "$scratch/headers/common.h"
 if reference "$scratch/headers"; then fail "an operation without a description passes"; fi
-grep -q 'remove.*is not documented' "$scratch/warnings" || fail "another warning than expected"
+for operation in remove exitStatus; do
+  grep -q "$operation.*is not documented" "$scratch/warnings" || fail "$operation passes"
+done
 
 # ---- Picture of the modules --------------------------------------------------------------------
 
@@ -113,6 +123,12 @@ for readme in README.md README.ja.md; do
   grep '^#' $readme | sed 's/ .*//' >"$scratch/headings.$readme"
   tr '`' '\n' <$readme | grep -x '[A-Z][A-Z_]*[A-Z]' | sort -u >"$scratch/words.$readme"
 done
+for readme in README.md README.ja.md; do
+  grep -v '^\[\|^Jap' $readme | grep -oE '[0-9]{2,}' | sort -u >"$scratch/numbers.$readme"
+  grep '^    ' $readme | sed 's/ *#.*//' >"$scratch/code.$readme"
+done
+diff "$scratch/numbers.README.md" "$scratch/numbers.README.ja.md" || fail "the READMEs give other numbers"
+diff "$scratch/code.README.md" "$scratch/code.README.ja.md" || fail "the READMEs show other commands"
 cmp "$scratch/headings.README.md" "$scratch/headings.README.ja.md" ||
   fail "the READMEs have other headings"
 diff "$scratch/words.README.md" "$scratch/words.README.ja.md" ||

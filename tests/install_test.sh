@@ -44,7 +44,7 @@ cat >"$scratch/expected" <<END
 END
 listing "$scratch/server" | diff "$scratch/expected" - || fail "the server's files are others"
 [ -d "$scratch/server/var/log/kardo/moxel/log" ] || fail "no log directory"
-for directory in opt/kardo var/log/kardo usr/share/doc/moxel; do
+for directory in opt/kardo var/log/kardo usr/share/doc/moxel usr/share/locale/ja usr/share/man/ja; do
   if find "$scratch/server/$directory" -type d ! -perm 755 | grep .; then fail "not open to all"; fi
 done
 cmp -s "$build/scsend" "$scratch/server/opt/kardo/moxel/bin/scsend" ||
@@ -60,23 +60,47 @@ MOXEL_LOG=$scratch/none/moxel.log
 export MOXEL_LOG
 "$build/confcheck" "$conf" >"$scratch/default" || fail "moxel.conf is wrong"
 if grep -q ' file ' "$scratch/default"; then fail "moxel.conf sets something"; fi
+# Each setting tells its unit or kind, and its default.
+awk '
+  /^#[A-Za-z_]*=/ {
+    if (!said) next # the second of two that are explained together
+    if (text !~ /Default:/) { print $0 " has no default"; bad = 1 }
+    if (text !~ /KB|Boolean|Hours, 1 to 99|Minutes, 1 to 16383|Version|host name|logger|Texts? that/ &&
+        text !~ /A text that/) { print $0 " has no unit"; bad = 1 }
+    text = ""
+    said = 0
+    next
+  }
+  /^$/ { text = ""; said = 0 }
+  { text = text " " $0; said = 1 }
+  END { exit bad }' "$conf" || fail "a setting is not explained"
 sed 's/^#\([A-Za-z_]*=\)/\1/' "$conf" >"$scratch/all.conf"
 "$build/confcheck" "$scratch/all.conf" >"$scratch/all" || fail "a setting in moxel.conf is wrong"
 [ "$(grep -c ' file ' "$scratch/all")" = 21 ] || fail "a setting in moxel.conf is none"
+
+# A configuration that is there stays.
+echo 'BigLimit=1mb' >>"$conf"
+cp "$conf" "$scratch/written"
+cmake --install "$build" --component moxel --prefix "$scratch/server" >/dev/null
+cmp "$scratch/written" "$conf" || fail "an installation changes the configuration"
 
 # ---- What a developer gets ---------------------------------------------------------------------
 
 cmake --install "$build" --component moxel-dev --prefix "$scratch/dev" >/dev/null
 listing "$scratch/dev" >"$scratch/files"
 for header in "$source"/src/*.h; do
+  case ${header##*/} in Descriptor.h | File.h) continue ;; esac
   grep -q "^644 usr/include/moxel/${header##*/}\$" "$scratch/files" || fail "${header##*/} is missing"
 done
-for file in usr/lib/libmoxel.a usr/lib/pkgconfig/moxel.pc usr/lib/cmake/moxel/moxelConfig.cmake \
+for file in usr/lib/libmoxel.a usr/share/pkgconfig/moxel.pc usr/lib/cmake/moxel/moxelConfig.cmake \
   usr/lib/cmake/moxel/moxelConfigVersion.cmake; do
   grep -q "^644 $file\$" "$scratch/files" || fail "$file is missing"
 done
+if find "$scratch/dev" -type d ! -perm 755 | grep -vE '/dev(/usr(/(lib|include|share(/doc)?))?)?$'; then
+  fail "not open to all"
+fi
 if grep -q 'vekcom.*so' "$scratch/files"; then fail "the substitute is installed"; fi
-if grep -rqF "$source" "$scratch/dev/usr/lib/cmake" "$scratch/dev/usr/lib/pkgconfig"; then
+if grep -rqF "$source" "$scratch/dev/usr/lib/cmake" "$scratch/dev/usr/share/pkgconfig"; then
   fail "a path of the build is in the packages"
 fi
 

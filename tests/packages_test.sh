@@ -85,7 +85,11 @@ END
   printf '構成情報送信が完了しました\n\nsent by -v' | iconv -f UTF-8 -t EUC-JP |
     cmp - "$scratch/output" || fail "the installed command prints something else"
   grep -q 'com=/opt/kardo/moxel/bin/scsend.sh -v' "$log/moxel.log" || fail "nothing is in the log"
-  VEKCOM_STATUS=0 chroot "$root" /opt/kardo/moxel/bin/scsend >/dev/null && fail "runs when stopped"
+  status=0
+  VEKCOM_STATUS=0 chroot "$root" /opt/kardo/moxel/bin/scsend >"$scratch/output" || status=$?
+  [ $status = 255 ] || fail "when stopped the installed command gives $status"
+  echo '現在運用中でないため実行できません' | iconv -f UTF-8 -t EUC-JP | cmp - "$scratch/output" ||
+    fail "when stopped the installed command prints something else"
   rm "$root/opt/kardo/moxel/bin/scsend.sh"
 
   # An upgrade keeps what the administrator wrote, whether or not the shipped file changed.
@@ -143,12 +147,19 @@ rpm_life() {
     fail "the log directory of the RPM is another"
   echo 'BigLimit=1mb' >>"$conf"
   cp "$conf" "$scratch/written"
-  rpm_here -U "$packages/moxel-2.0.1-1.x86_64.rpm"
+  rpm_here -U "$packages/next.rpm"
+  [ -e "$conf.rpmnew" ] || fail "the RPM of the next version brings the same configuration"
   same "$scratch/written" "$conf" "an upgrade of the RPM changes the configuration"
   rpm_here -e moxel
   [ -d "$root/var/log/kardo/moxel/log" ] || fail "erasing takes the log directory"
   same "$scratch/written" "$conf.rpmsave" "erasing takes the configuration"
-  [ ! -e "$root/opt/kardo/moxel/bin" ] || fail "erasing leaves the command"
+  [ "$(stat -c '%F %a %u' "$root/var/log/kardo/moxel/log")" = "directory 755 0" ] ||
+    fail "erasing changes the log directory"
+  rm "$conf.rpmsave" "$conf.rpmnew"
+  # Directories that other packages own stay in a root without these.
+  listing | grep -v '^d' >"$scratch/after"
+  grep -v '^d' "$scratch/before" >"$scratch/expected"
+  same "$scratch/expected" "$scratch/after" "erasing leaves something"
 }
 
 # packages_test.sh --inside SCRATCH BUILD: called by this script itself.
@@ -192,7 +203,11 @@ done
 # ---- What is in them ---------------------------------------------------------------------------
 
 # From here on the packages of the build itself, as version 2.0.0 and as the next one.
-(cd "$build" && cpack -B "$packages" && cpack -R 2.0.1 -B "$packages") >/dev/null 2>&1
+(cd "$build" && cpack -B "$packages" && cpack -G DEB -R 2.0.1 -B "$packages") >/dev/null 2>&1
+# The next RPM ships another configuration.
+echo '# A new remark.' >>"$scratch/one/etc/moxel.conf"
+(cd "$scratch/one/made" && cpack -G RPM -R 2.0.1 -B "$scratch/next-version") >/dev/null 2>&1
+mv "$scratch/next-version/moxel-2.0.1-1.x86_64.rpm" "$packages/next.rpm"
 cd "$packages"
 for package in moxel moxel-dev; do
   deb=${package}_2.0.0_amd64.deb
@@ -249,7 +264,7 @@ namespaces="--mount --ipc"
 unshare $namespaces sh "$source/tests/packages_test.sh" --inside "$scratch" "$build"
 
 mkdir "$scratch/examples"
-cp "$source"/examples/*.cpp "$scratch/examples"
+cp "$scratch"/system/usr/share/doc/moxel-dev/examples/*.cpp "$scratch/examples"
 cat >"$scratch/examples/CMakeLists.txt" <<'END'
 cmake_minimum_required(VERSION 3.25)
 project(examples CXX)
@@ -259,12 +274,12 @@ foreach(example confcheck explain)
   target_link_libraries(${example} PRIVATE moxel::moxel)
 endforeach()
 END
-cmake -S "$scratch/examples" -B "$scratch/by-cmake" -DCMAKE_PREFIX_PATH="$scratch/system/usr" \
+cmake -S "$scratch/examples" -B "$scratch/by-cmake" -DCMAKE_CXX_COMPILER=clang++ -DCMAKE_PREFIX_PATH="$scratch/system/usr" \
   >/dev/null || fail "find_package does not find moxel"
 cmake --build "$scratch/by-cmake" >/dev/null || fail "the examples do not build by CMake"
 
 mkdir "$scratch/by-pkg-config"
-PKG_CONFIG_LIBDIR=$scratch/system/usr/lib/pkgconfig
+PKG_CONFIG_LIBDIR=$scratch/system/usr/share/pkgconfig
 PKG_CONFIG_SYSROOT_DIR=$scratch/system
 export PKG_CONFIG_LIBDIR PKG_CONFIG_SYSROOT_DIR
 for example in confcheck explain; do
