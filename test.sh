@@ -28,7 +28,7 @@ step() {
 step "packages"
 sh scripts/packages.sh git make cmake ninja-build g++ clang libgtest-dev libgmock-dev gettext libc-bin \
   util-linux locales psmisc perl pkgconf shellcheck clang-format clang-tidy \
-  dpkg-dev file rpm lintian mandoc man-db groff doxygen
+  binutils dpkg-dev file rpm lintian mandoc man-db groff doxygen
 
 for preset in release release-clang sanitize; do
   step "build and test: $preset"
@@ -47,6 +47,9 @@ trap 'rm -rf "$alone"' EXIT
 cmake -S . -B "$alone" -DBUILD_TESTING=OFF >/dev/null
 cmake --build "$alone" --target moxel scsend >/dev/null
 ls "$alone/libmoxel.a" "$alone/scsend" "$alone/libvekcom.so.2.0"
+
+step "faults"
+sh tests/faults/sweep.sh
 
 step "run.sh"
 ./run.sh >"$alone/run"

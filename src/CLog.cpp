@@ -82,11 +82,22 @@ bool lockAnyway(CMutex& mutex) {
     if (mutex.init(0)) {
       if (mutex.lock(true)) return true;
       if (errno != EINTR && errno != EIDRM && errno != EINVAL) return false;
-    } else if (mutex.key() == 0 || (errno != ENOENT && errno != EIDRM && errno != EINVAL)) {
-      return false;
+    } else {
+      const int error = errno;
+      // Only a set that was just made, whose value could not be set, is still attached.
+      mutex.remove(false, 0);
+      if (mutex.key() == 0 || (error != ENOENT && error != EIDRM && error != EINVAL)) return false;
     }
   }
   return false;
+}
+
+// Gives the lock back; failing that, removes the set, so that nobody waits for it.
+void releaseAnyway(CMutex& mutex) {
+  for (int attempt = 0; attempt < kLockAttempts; ++attempt) {
+    if (mutex.release()) return;
+  }
+  mutex.remove(false, 0);
 }
 
 class Lock {
@@ -94,7 +105,7 @@ class Lock {
   explicit Lock(const std::string& resource)
       : m_mutex(resource.c_str(), 1, false), m_taken(lockAnyway(m_mutex)) {}
   ~Lock() {
-    if (m_taken) m_mutex.release();
+    if (m_taken) releaseAnyway(m_mutex);
   }
   Lock(const Lock&) = delete;
   Lock& operator=(const Lock&) = delete;
@@ -110,8 +121,8 @@ bool isSameFile(const struct stat& a, const struct stat& b) {
   return a.st_dev == b.st_dev && a.st_ino == b.st_ino;
 }
 
-// Where the log file ended after this process's last line; while it still ends there, nobody else has
-// written.
+// Where the log file ended after this process's last line; while it still ends there, nobody else
+// has written.
 off_t lastEnd = -1;
 
 // Whether `text` is a line as `writeLine` begins it, or the first bytes of one.
@@ -220,8 +231,7 @@ int CLog::init(const char* program) {
         format("%s/%s.bak", parentPath(m_path).c_str(), retrieveName2(m_path.c_str()).c_str());
     const bool renamed = rename(m_path.c_str(), backup.c_str()) == 0;
     struct stat next = {};
-    const bool madeAnew =
-        renamed && stat(m_path.c_str(), &next) == 0 && !isSameFile(next, status);
+    const bool madeAnew = renamed && stat(m_path.c_str(), &next) == 0 && !isSameFile(next, status);
     // Deliberately ignored: after the rename there is no file left to truncate. One that another
     // tool has made since then holds that tool's lines.
     if (!madeAnew && truncate(m_path.c_str(), 0) != 0) return 0;

@@ -32,9 +32,9 @@ class CLog {
 
   /// Appends one line: local time as "YYYY/MM/DD hh:mm:ss", process ID in five columns, the
   /// formatted text, a line feed. The line is lost when the lock cannot be made or taken, or when
-  /// the file cannot be opened, or the line not be written whole: a full disk and the process's limit
-  /// of file sizes leave nothing of it. A wait for the lock that a signal or the removal of the
-  /// semaphore ends is taken up again, ten times at most.
+  /// the file cannot be opened, or the line not be written whole: a full disk and the process's
+  /// limit of file sizes leave nothing of it. A wait for the lock that a signal or the removal of
+  /// the semaphore ends is taken up again, ten times at most.
   ///
   /// A piece of a line, of 64 KB at most, that a killed writer left at the end of the file is cut
   /// off first. A process killed between making the semaphore and setting its value leaves it

@@ -104,10 +104,16 @@ void readLines(int descriptor, std::list<std::string>& lines, int maxLines) {
 
 // Puts the command's output on `writeEnd` and its error output into `errorFile`, if that has a
 // name, whichever of the descriptors 0 to 2 the caller had closed.
+// Puts `from` in the place of the descriptor `to`. Failing that, `to` is closed: the command never
+// writes to what the caller has there.
+void replaceDescriptor(int from, int to) {
+  if (dup2(from, to) == -1) close(to);
+}
+
 void redirectChild(int readEnd, int writeEnd, const std::string& errorFile) {
   close(readEnd);
   if (writeEnd != STDOUT_FILENO) {
-    dup2(writeEnd, STDOUT_FILENO);
+    replaceDescriptor(writeEnd, STDOUT_FILENO);
     close(writeEnd);
   }
 
@@ -123,7 +129,7 @@ void redirectChild(int readEnd, int writeEnd, const std::string& errorFile) {
     return;
   }
   if (fileno(file) != STDERR_FILENO) {
-    dup2(fileno(file), STDERR_FILENO);
+    replaceDescriptor(fileno(file), STDERR_FILENO);
     fclose(file);
   }
 }

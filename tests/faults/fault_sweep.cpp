@@ -1,0 +1,744 @@
+// Makes every call of the C library in a scenario fail, one after the other, once and from then on,
+// and looks at what comes of it: no crash but the documented end on exhausted memory, no hang, no
+// descriptor, child or temporary file left, the result and the log line that the failure has, and
+// the next call works again.
+//
+// usage: fault_sweep [-v] [SCENARIO...]     -v shows every outcome
+
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <exception>
+#include <filesystem>
+#include <functional>
+#include <iostream>
+#include <new>
+#include <set>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "CDspMsg.h"
+#include "CEnvConf.h"
+#include "CLog.h"
+#include "CMutex.h"
+#include "CMxlRmgLib.h"
+#include "CTemp.h"
+#include "FaultLayer.h"
+#include "Process.h"
+#include "ResourceBridgeImpFile.h"
+#include "ResourceBridgeImpGettext.h"
+#include "Scratch.h"
+#include "common.h"
+#include "common_template.h"
+
+// The command's own entry, under another name.
+extern "C" int scsendMain();
+
+namespace {
+
+using Strings = std::list<std::string>;
+using faults::Mode;
+
+constexpr unsigned kWatchdogSeconds = 10;
+constexpr char kOutputBehind = '\x1f';
+constexpr size_t kReportBytes = 1 << 18;
+
+// What a failing call must lead to: a result, and a piece of the log.
+struct Row {
+  const char* function;
+  int error;  // 0: any
+  int call;   // 0: any
+  const char* result;
+  const char* logged;
+};
+
+struct Scenario {
+  const char* name;
+  std::function<std::string()> run;
+  std::vector<Row> table = {};            // what the failure of one call gives
+  std::set<std::string> outcomes = {};    // what else a failure may give, besides no difference
+  std::set<std::string> leaveFiles = {};  // functions whose failure may leave a temporary file
+  int descriptorsLeft = 0;                // deliberately left open by each success
+  std::set<std::string> leaveDescriptors = {};  // functions whose failure may leave one
+};
+
+std::string number(long long value) { return std::to_string(value); }
+std::string lines(const Strings& list) { return "[" + join(list, "|") + "]"; }
+
+void makeTree() {
+  std::filesystem::create_directories("tree/a/b/c");
+  writeFile("tree/one", "12345");
+  writeFile("tree/a/two", "1234567");
+  writeFile("tree/a/b/c/three", "123");
+}
+
+std::string exists(bool there) { return there ? "there" : "gone"; }
+
+std::vector<Scenario> makeScenarios() {
+  return {
+      {"execGetLines",
+       [] {
+         Strings out{"old"};
+         const int result = execGetLines(out, "echo one; echo two; exit 3", -1, nullptr, -1);
+         return number(result) + lines(out);
+       },
+       {{"pipe", 0, 0, "-1[]", "MXL90003L:failed to pipe():Too many open files"},
+        {"fork", 0, 0, "-1[]",
+         "MXL90005L:failed to exec(Resource temporarily unavailable):echo one"},
+        {"execvp", 0, 0, "1[]", "wstat=00000100"},
+        {"waitpid", EINTR, 1, "3[one|two]", "wstat=00000300"},
+        {"waitpid", ECHILD, 1, "-1[one|two]", "wstat=ffffffff"}},
+       // No output: the child could not connect the pipe, or it could not be read.
+       {"3[]", "-1[one|two]", "-1[one]", "-1[]", "1[]", "2[]", "127[]"}},
+      {"execGetLines with error output",
+       [] {
+         Strings out;
+         Strings errors{"old"};
+         const int result = execGetLines(out, "echo one; echo bad >&2; exit 4", -1, &errors, -1);
+         return number(result) + lines(out) + lines(errors);
+       },
+       {{"pipe", 0, 1, "-1[][]", "MXL90003L:"},
+        {"fork", 0, 1, "-1[][]", "MXL90005L:"},
+        {"execvp", 0, 1, "1[][]", "wstat=00000100"},
+        {"fopen", 0, 1, "4[one][]", "MXL90006L:failed to fopen():/tmp/execGetLines"},
+        {"fopen", 0, 2, "4[one][]", "MXL90007L:failed to fopen():/tmp/execGetLines"},
+        // Up to nine attempts at the error file may fail.
+        {"mkstemp", 0, 1, "4[one][bad]", "failed to mkstemp():Too many open files"},
+        {"rename", 0, 1, "4[one][bad]", "MXL90104L:failed to rename()"}},
+       {"4[one][]", "4[][bad]", "4[][]", "-1[one][bad]", "-1[][]", "127[][]", "1[][]",
+        "4[][/bin/sh: 1: echo: echo: I/O error|bad]"},
+       {"rename", "unlink", "popen", "fork", "pipe", "execvp", "stat", "dup2", "opendir", "access",
+        "rmdir", "read", "getcwd", "vsnprintf", "waitpid"}},
+      {"execGetLine",
+       [] {
+         char line[1024] = "old";
+         const int result = execGetLine("echo first; echo second; exit 5", line);
+         return number(result) + line;
+       },
+       {{"popen", 0, 0, "-1old", ""}, {"pclose", 0, 0, "255first", ""}},
+       // The end of the output comes early; the command may end by SIGPIPE.
+       {"5", "5first", "0", "0first"}},
+      {"getHostname",
+       [] { return getHostname().empty() ? "none" : "some"; },
+       {{"pipe", 0, 0, "none", "MXL90003L:"}, {"fork", 0, 0, "none", "MXL90005L:"}},
+       {"none"}},
+      {"getDomainname",
+       [] { return getDomainname().empty() ? "none" : "some"; },
+       {{"pipe", 0, 0, "none", "MXL90003L:"}},
+       {"none", "some"}},
+      {"removeFiles, recursive",
+       [] {
+         makeTree();
+         const int result = removeFiles((getCwd() + "/tree").c_str(), 1);
+         return number(result) + exists(isDir("tree"));
+       },
+       {{"fork", 0, 0, "-1there", "MXL90005L:"},
+        {"pipe", 0, 0, "-1there", "MXL90003L:"},
+        {"unlink", 0, 1, "-1there", ""},
+        {"unlink", 0, 3, "-1there", ""},
+        {"rmdir", 0, 1, "-1there", ""},
+        {"rmdir", 0, 4, "-1there", ""}},
+       {"0there", "1there", "-1there", "-1gone", "0gone", "127there", "141there", "2there"}},
+      {"removeFiles, one file",
+       [] {
+         writeFile("file", "x");
+         const int result = removeFiles((getCwd() + "/file").c_str(), 0);
+         return number(result) + exists(isFile("file"));
+       },
+       {{"unlink", 0, 0, "-1there", ""}},
+       {"0there", "-1there", "0gone", "-1gone"}},
+      {"makeDir, with parents",
+       [] {
+         const int result = makeDir(std::string("/tmp/sweep/x/y/z"), 1);
+         return number(result) + exists(std::filesystem::exists("/tmp/sweep/x/y/z"));
+       },
+       {{"mkdir", 0, 1, "-1gone", ""}, {"mkdir", 0, 3, "-1gone", ""}},
+       {"-1gone"}},
+      {"makeDir, one",
+       [] { return number(makeDir(std::string("/tmp/sweep/x"), 0)); },
+       {{"mkdir", 0, 0, "-1", ""}},
+       {"-1"}},
+      {"dupDir",
+       [] {
+         std::filesystem::create_directory("source");
+         const int result = dupDir("source", "/tmp/sweep/target/deep");
+         return number(result) + exists(std::filesystem::exists("target/deep"));
+       },
+       {{"stat", 0, 1, "0gone", "failed to stat():source,Permission denied"},
+        {"mkdir", 0, 1, "0gone", "MXL90002L:failed to makeDir():/tmp/sweep/target/deep"},
+        {"utime", 0, 0, "1there", ""},
+        {"chown", 0, 0, "1there", ""},
+        {"chmod", 0, 0, "1there", ""}},
+       {"0gone", "0there"}},
+      {"rmTempFile",
+       [] {
+         writeFile("temporary", "x");
+         const int result = rmTempFile(std::string("temporary"), 0);
+         return number(result) + exists(std::filesystem::exists("temporary"));
+       },
+       {{"unlink", 0, 0, "-1there", ""}},
+       {"-1there"}},
+      {"getTotalFileSize",
+       [] {
+         makeTree();
+         return number(getTotalFileSize({"tree", "tree/one"}, 1));
+       },
+       {},
+       {"0", "5", "8", "10", "12", "13", "15", "17", "7", "3"}},
+      {"getDirSize",
+       [] {
+         makeTree();
+         const int size = getDirSize("tree");
+         return number(size > 0 ? 1 : size);
+       },
+       {},
+       {"0", "-1"}},
+      {"getDirFileSize",
+       [] {
+         makeTree();
+         int size = 7;
+         const int result = getDirFileSize("tre*", size, 1);
+         return number(result) + "," + number(size);
+       },
+       {},
+       {"0,0", "-1,0", "-1,7"}},
+      {"getFreeSize",
+       [] { return number(getFreeSize("/tmp") > 0 ? 1 : -1); },
+       {{"popen", 0, 0, "-1", ""}},
+       {"-1"}},
+      {"getFileList",
+       [] {
+         makeTree();
+         Strings list{"old"};
+         const int count = getFileList(list, "tree", 1, 0, 0);
+         return number(count) + lines(list);
+       },
+       {{"opendir", 0, 0, "-1[]", ""}},
+       {"-1[old]", "0[]", "1[tree/one]", "2[tree/one|tree/a]", "2[tree/a|tree/one]", "1[tree/a]"}},
+      {"getFileSize",
+       [] {
+         writeFile("file", "12345");
+         return number(getFileSize("file"));
+       },
+       {{"stat", 0, 0, "-1", "get file size error("}},
+       {}},
+      {"getFileDate",
+       [] {
+         writeFile("file", "x");
+         std::string date = "old";
+         const int result = getFileDate("file", date);
+         return number(result) + (date.empty() ? "none" : "some");
+       },
+       {{"stat", 0, 0, "-1none", "get file date error(file)"}, {"localtime", 0, 1, "0none", ""}},
+       {}},
+      {"CTemp, a file",
+       [] {
+         std::string path;
+         CTemp temp;
+         std::string result = number(temp.getTempFile(path, "sweep", nullptr, nullptr));
+         result += exists(std::filesystem::exists(path));
+         result += number(temp.delTempFile(nullptr));
+         return result + exists(std::filesystem::exists(path));
+       },
+       {{"mkstemp", 0, 1, "1there1gone",
+         "failed to mkstemp():Too many open files:templ=/tmp/sweepXXXXXX"},
+        {"rename", 0, 1, "1there1gone", "MXL90104L:failed to rename():/tmp/sweep"}},
+       {"0gone0gone", "1there1there"},
+       {"rename", "unlink", "popen", "fork", "pipe", "execvp", "stat", "dup2", "opendir", "rmdir",
+        "read", "getcwd", "vsnprintf", "waitpid"}},
+      {"CTemp, a file with its descriptor",
+       [] {
+         std::string path;
+         int descriptor = -1;
+         CTemp temp;
+         const int made = temp.getTempFile(path, "sweep", "/tmp/sweep/new", &descriptor);
+         const bool usable = descriptor != -1 && fcntl(descriptor, F_GETFD) != -1;
+         if (usable) syscall(SYS_close, descriptor);
+         return number(made) + (usable ? "open" : "none");
+       },
+       {{"mkstemp", 0, 1, "1open", "failed to mkstemp()"},
+        {"mkdir", 0, 1, "1open", "MXL90101L:failed to makeDir:/tmp/sweep/new"}},
+       {"0none", "0open"},
+       {},
+       0,
+       // Each attempt that fails in its last step leaves one.
+       {"rename"}},
+      {"CTemp, a directory",
+       [] {
+         std::string path;
+         CTemp temp;
+         const int made = temp.getTempDir(path, "sweep", nullptr);
+         return number(made) + exists(std::filesystem::is_directory(path));
+       },
+       {{"mkstemp", 0, 1, "1there", "MXL90102L:failed to mkstemp():Too many open files"},
+        {"unlink", 0, 1, "1there", "MXL90102L:failed to unlink():Operation not permitted"},
+        {"mkdir", 0, 1, "1there", "MXL90103L:failed to create dir:/tmp/"}},
+       {"0gone"},
+       {"unlink", "rmdir", "fork", "pipe", "execvp", "stat", "dup2", "read", "getcwd", "vsnprintf",
+        "waitpid"},
+       1,
+       {"unlink", "mkdir", "stat"}},
+      {"CLog, a line",
+       [] {
+         gLog.ilog("%s", "a line");
+         return std::string("logged");
+       },
+       {},
+       {}},
+      {"CLog, rotation",
+       [] {
+         const std::string log = "/tmp/log/moxel.log";
+         writeFile(log, "");
+         std::filesystem::resize_file(log, 600000);
+         const int result = gLog.init("/bin/tool");
+         std::error_code error;
+         const auto size = std::filesystem::file_size(log, error);
+         return number(result) + (error ? "moved" : size == 0 ? "emptied" : "left");
+       },
+       {{"rename", 0, 0, "0emptied", ""}, {"stat", 0, 1, "0left", ""}},
+       {"0left", "0moved", "0emptied"}},
+      {"slog",
+       [] {
+         gLog.slog("%s", "to the system logger");
+         return std::string("sent");
+       },
+       {},
+       {}},
+      {"CMutex",
+       [] {
+         CMutex mutex("/tmp/sweep", 1, false);
+         if (!mutex.init(0)) return std::string(mutex.remove(false, 0) ? "failed" : "none");
+         std::string result = "i";
+         result += mutex.lock(true) ? "l" : "-";
+         result += mutex.release() ? "r" : "-";
+         result += mutex.remove(false, 0) ? "d" : "-";
+         return result;
+       },
+       {{"ftok", 0, 0, "none", ""},
+        {"semget", 0, 1, "none", ""},
+        {"semctl", 0, 1, "none", ""},
+        {"semctl", 0, 2, "ilr-", ""},
+        {"semop", EINTR, 1, "i-rd", ""},
+        {"semop", EIDRM, 1, "i---", ""},
+        {"semop", ENOSPC, 2, "il-d", ""}},
+       {"i--d", "il--", "il-d"}},
+      {"CEnvConf, init",
+       [] {
+         gMsg.init(nullptr, "");
+         writeFile("conf", "BigLimit=2mb\nAutoCleaning=yes\nSaveArea=/x/$HOSTNAME$\n");
+         setenv("MOXEL_CONF", "conf", 1);
+         CEnvConf conf;
+         const bool read = conf.init();
+         return std::string(read ? "true" : "false") + number(conf.getBigLimit());
+       },
+       {{"fopen", 0, 1, "false0", "CEnvConf : open conf error"}},
+       {}},
+      {"CEnvConf, directory of crash dumps",
+       [] {
+         CEnvConf conf;
+         char directory[4097] = "";
+         const bool found = conf.setDefaultSaveCoreDir(directory);
+         return std::string(found ? "true" : "false") +
+                (strncmp(directory, "/var/crash/", 11) == 0 ? "default" : directory);
+       },
+       {},
+       {}},
+      {"CEnvConf, isRunning",
+       [] {
+         CEnvConf conf;
+         return std::string(conf.isRunning("/proc/self/exe") ? "running" : "not");
+       },
+       {},
+       {"not", "running"}},
+      {"ResourceBridgeImpFile",
+       [] {
+         writeFile("messages", "MXL00001I\ttext\nMXL00002I\tother\n");
+         ResourceBridgeImpFile bridge;
+         const int result = bridge.load("C", "messages");
+         return number(result) + bridge.getText("MXL00001I");
+       },
+       {{"fopen", 0, 0, "-1", ""}},
+       {}},
+      {"ResourceBridgeImpGettext",
+       [] {
+         ResourceBridgeImpGettext bridge;
+         const int result = bridge.load(nullptr, "");
+         return number(result) +
+                number(static_cast<long long>(strlen(bridge.getText("MXL10000I"))));
+       },
+       {},
+       {"-10"}},
+      {"CDspMsg, display",
+       [] {
+         CDspMsg messages;
+         const int result = messages.init(nullptr, "");
+         messages.dspMsg("MXL10102E", "file", 3);
+         std::string text;
+         messages.getStr(text, "MXL10009W", 5);
+         return number(result) + text;
+       },
+       {},
+       {"-1", "0MXL10009W : "}},
+      {"logList",
+       [] {
+         Strings list{"one", "two"};
+         return number(logList("prefix", list));
+       },
+       {},
+       {}},
+      {"getCanonicalPath", [] { return getCanonicalPath("x/../y"); }, {}, {"y", ""}},
+      {"acquireSamePrefix",
+       [] {
+         makeTree();
+         Strings paths{"tree/a/two", "tree/a/b"};
+         return acquireSamePrefix(paths);
+       },
+       {},
+       {"tree", "tree/a", "tree/a/b", "tree/b"}},
+      {"isAllowDelete",
+       [] { return number(isAllowDelete("/a/b")) + number(isAllowDelete("/tmp/x")); },
+       {},
+       {}},
+      {"gateway client",
+       [] {
+         CMxlRmgLib client;
+         std::string result = client.isOperate() ? "operating" : "not";
+         result += number(client.startCom());
+         char text[] = "text";
+         result += number(client.sendNotify(7, text, nullptr));
+         result += client.getMachineID();
+         return result + client.toString() + client.toString1line();
+       },
+       {},
+       {}},
+      {"error record",
+       [] {
+         CMxlRmgLib client;
+         client.setData({"-19", "1", "-5", "server said"});
+         std::ostringstream out;
+         out << client;
+         std::istringstream in(out.str());
+         CMxlRmgLib copy;
+         in >> copy;
+         return std::string(copy.toString()) + copy.toString1line();
+       },
+       {},
+       {}},
+      {"scsend, in operation",
+       [] { return number(scsendMain()); },
+       {{"pipe", 0, 0, "-1", "MXL90003L:"},
+        {"fork", 0, 0, "-1", "MXL90005L:"},
+        {"execvp", 0, 0, "1", "wstat=00000100"},
+        {"waitpid", ECHILD, 0, "-1", "wstat=ffffffff"}},
+       {"0", "-1", "1", "127", "141", "2"}},
+      {"scsend, not in operation",
+       [] {
+         setenv("VEKCOM_STATUS", "0x10000", 1);
+         const int status = scsendMain();
+         unsetenv("VEKCOM_STATUS");
+         return number(status);
+       },
+       {},
+       {}},
+  };
+}
+
+// ---- One run -----------------------------------------------------------------------------------
+
+struct Report {
+  char result[kReportBytes];  // of the faulted run
+  char logged[kReportBytes];
+  char again[kReportBytes];  // of the next run, without a fault
+  bool exhausted;            // an allocation failed and the caller saw it
+  int descriptors;           // left open by the faulted run
+  bool children;
+  char files[4096];  // left in /tmp
+  int injected;
+  std::atomic<bool> complete;
+};
+
+struct Totals {
+  std::atomic<int> scenarios;
+  std::atomic<int> runs;
+  std::atomic<int> faults;
+  std::atomic<int> short_of;
+};
+
+template <class T>
+T* makeShared() {
+  return new (mmap(nullptr, sizeof(T), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0))
+      T{};
+}
+
+template <size_t size>
+void store(char (&to)[size], const std::string& text) {
+  to[text.copy(to, size - 1)] = '\0';
+}
+
+void makeWorkspace() {
+  std::filesystem::current_path("/");
+  for (const auto& entry : std::filesystem::directory_iterator("/tmp")) {
+    std::filesystem::remove_all(entry.path());
+  }
+  std::filesystem::create_directories("/tmp/sweep");
+  std::filesystem::create_directories("/tmp/log");
+  std::filesystem::current_path("/tmp/sweep");
+}
+
+// What the scenario gives, its standard output behind it.
+std::string perform(const Scenario& scenario, const std::function<void()>& arm) {
+  fflush(stdout);
+  const int saved = ::dup(STDOUT_FILENO);
+  const int file = ::creat("/tmp/log/stdout", 0600);
+  ::dup2(file, STDOUT_FILENO);
+  ::close(file);
+  std::string result;
+  bool exhausted = false;
+  try {
+    arm();
+    result = scenario.run();
+  } catch (const std::bad_alloc&) {
+    exhausted = true;
+  }
+  faults::disarm();
+  std::cout.flush();
+  fflush(stdout);
+  ::dup2(saved, STDOUT_FILENO);
+  ::close(saved);
+  if (exhausted) throw std::bad_alloc();
+  return result + kOutputBehind + readFile("/tmp/log/stdout");
+}
+
+void runOnce(const Scenario& scenario, size_t fault, int call, Mode mode, Report& report) {
+  alarm(kWatchdogSeconds);
+  std::set_terminate(abort);  // without its words
+  makeWorkspace();
+  const size_t before = openDescriptors().size();
+  try {
+    store(report.result, perform(scenario, [&] {
+            if (call == 0) {
+              faults::count();
+            } else {
+              faults::arm(fault, call, mode);
+            }
+          }));
+  } catch (const std::bad_alloc&) {
+    faults::disarm();
+    report.exhausted = true;
+  }
+  report.injected = faults::injected();
+  report.descriptors = static_cast<int>(openDescriptors().size() - before);
+  report.children = hasChildren();
+  std::string files;
+  for (const std::string& name : namesIn("/tmp")) {
+    if (name != "sweep" && name != "log") files += name + " ";
+  }
+  store(report.files, files);
+  store(report.logged, std::filesystem::exists("/tmp/log/moxel.log")
+                           ? readFile("/tmp/log/moxel.log")
+                           : std::string());
+  makeWorkspace();
+  store(report.again, perform(scenario, [] {}));
+  report.complete = true;
+}
+
+// ---- The sweep ---------------------------------------------------------------------------------
+
+class Sweep {
+ public:
+  Sweep(const Scenario& scenario, Totals& totals, bool verbose)
+      : m_scenario(scenario),
+        m_totals(totals),
+        m_verbose(verbose),
+        m_report(makeShared<Report>()) {}
+
+  void run() {
+    if (!perform(0, 0, Mode::kOnce) || !m_report->complete) {
+      complain("the scenario itself fails");
+      return;
+    }
+    m_plain = m_report->result;
+    if (m_plain != m_report->again)
+      complain(std::string("gives another result the second time: ") + m_plain + " | " +
+               m_report->again);
+    std::vector<int> calls;
+    for (size_t fault = 0; fault < faults::kFaults.size(); ++fault)
+      calls.push_back(faults::calls(fault));
+    for (size_t fault = 0; fault < calls.size(); ++fault) {
+      for (int call = 1; call <= calls[fault]; ++call) {
+        for (const Mode mode : {Mode::kOnce, Mode::kFromThenOn}) inject(fault, call, mode);
+      }
+    }
+    for (size_t i = 0; i < m_scenario.table.size(); ++i) {
+      if (m_met.count(i) == 0)
+        complain(format("row %zu of its table is never met (%s)", i, m_scenario.table[i].function));
+    }
+    ++m_totals.scenarios;
+  }
+
+ private:
+  // Runs the scenario in a child; false when the child was killed.
+  bool perform(size_t fault, int call, Mode mode) {
+    *m_report->result = *m_report->logged = *m_report->again = *m_report->files = '\0';
+    m_report->exhausted = m_report->children = m_report->complete = false;
+    m_report->descriptors = m_report->injected = 0;
+    fflush(stdout);
+    m_status = inChild([&] {
+      runOnce(m_scenario, fault, call, mode, *m_report);
+      return 0;
+    });
+    return exitCode(m_status) == 0;
+  }
+
+  void inject(size_t fault, int call, Mode mode) {
+    const std::string& function = faults::kFaults[fault].function;
+    m_what = format("%s #%d (%s) %s", C(function), call, strerror(faults::kFaults[fault].error),
+                    mode == Mode::kOnce ? "once" : "from then on");
+    const bool ended = perform(fault, call, mode);
+    ++m_totals.runs;
+    m_totals.faults += m_report->injected;
+    const bool allocation = function == "operator new";
+    if (m_verbose)
+      printf("%s: %s: %s%s\n", m_scenario.name, C(m_what), m_report->result,
+             m_report->exhausted ? "(no memory)" : "");
+    if (!ended) {
+      // Exhausted memory inside of what must not throw ends the run.
+      if (allocation && WIFSIGNALED(m_status) && WTERMSIG(m_status) == SIGABRT) return;
+      complain(WIFSIGNALED(m_status) ? format("killed by %s", strsignal(WTERMSIG(m_status)))
+                                     : format("exit code %d", exitCode(m_status)));
+      return;
+    }
+    if (m_report->again != m_plain) complain(std::string("the next call gives ") + m_report->again);
+    if (m_report->children) complain("a child is left");
+    if (allocation) {
+      if (m_report->exhausted) return;
+    } else if (m_report->exhausted) {
+      complain("throws");
+    }
+    judgeLeftovers(function, allocation);
+    judgeResult(function, faults::kFaults[fault].error, call, mode, allocation);
+  }
+
+  void judgeLeftovers(const std::string& function, bool allocation) {
+    const bool mayLeaveDescriptors = m_scenario.leaveDescriptors.count(function) != 0;
+    if (m_report->descriptors > m_scenario.descriptorsLeft && !mayLeaveDescriptors && !allocation) {
+      complain(format("%d descriptors are left", m_report->descriptors));
+    }
+    if (*m_report->files != '\0' && m_scenario.leaveFiles.count(function) == 0 && !allocation) {
+      complain(std::string("files are left: ") + m_report->files);
+    }
+  }
+
+  void judgeResult(const std::string& function, int error, int call, Mode mode, bool allocation) {
+    const std::string result = m_report->result;
+    for (size_t i = 0; i < m_scenario.table.size() && mode == Mode::kOnce; ++i) {
+      const Row& row = m_scenario.table[i];
+      if (row.function != function || (row.call != 0 && row.call != call)) continue;
+      if (row.error != 0 && row.error != error) continue;
+      m_met.insert(i);
+      if (plainPart(result) != row.result) complain("gives " + result + ", not " + row.result);
+      if (std::string(m_report->logged).find(row.logged) == std::string::npos) {
+        complain(std::string("does not log \"") + row.logged + "\" but\n" + m_report->logged);
+      }
+      return;
+    }
+    if (result == m_plain || allocation) return;
+    for (const Row& row : m_scenario.table) {
+      if (plainPart(result) == row.result) return;
+    }
+    if (m_plain.back() == kOutputBehind && result.back() != kOutputBehind) {
+      complain("prints what it should not: " + result);
+    }
+    if (m_scenario.outcomes.count(plainPart(result)) != 0) return;
+    complain("gives " + result);
+  }
+
+  // The result without what was printed.
+  static std::string plainPart(const std::string& result) {
+    return result.substr(0, result.find(kOutputBehind));
+  }
+
+  void complain(const std::string& text) {
+    ++m_totals.short_of;
+    printf("SHORT %s: %s: %s\n", m_scenario.name, C(m_what), C(text));
+  }
+
+  const Scenario& m_scenario;
+  Totals& m_totals;
+  bool m_verbose;
+  Report* m_report;
+  int m_status = 0;
+  std::string m_plain;
+  std::string m_what = "no fault";
+  std::set<size_t> m_met;
+};
+
+// A machine of the sweep's own: nothing of it is seen outside.
+bool enterWorkshop() {
+  if (!enterPrivateNamespace() || !mountEmpty("/tmp") || !mountEmpty("/opt")) return false;
+  std::filesystem::create_directories("/opt/kardo/moxel/bin");
+  writeFile("/opt/kardo/moxel/bin/scsend.sh", "#!/bin/sh\necho sent\n", 0755);
+  return true;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  // The log's path is read before main.
+  if (getenv("MOXEL_LOG") == nullptr) {
+    setenv("MOXEL_LOG", "/tmp/log/moxel.log", 1);
+    setenv("MOXEL_LOG_LEVEL", "LOG_LEVEL_TRACE", 1);
+    setenv("LC_ALL", "C", 1);
+    execv("/proc/self/exe", argv);
+    return 1;
+  }
+  bool verbose = false;
+  std::set<std::string> wanted;
+  for (int i = 1; i < argc; ++i) {
+    if (strcmp(argv[i], "-v") == 0) {
+      verbose = true;
+    } else {
+      wanted.insert(argv[i]);
+    }
+  }
+  const rlimit none = {0, 0};
+  setrlimit(RLIMIT_CORE, &none);
+  setvbuf(stdout, nullptr, _IOLBF, 0);
+
+  const std::vector<Scenario> scenarios = makeScenarios();
+  auto* const totals = makeShared<Totals>();
+  auto* const next = makeShared<std::atomic<size_t>>();
+  std::vector<pid_t> workers;
+  for (int i = 0; i < 2; ++i) {
+    workers.push_back(startChild([&] {
+      if (!enterWorkshop()) return 1;
+      faults::separate();
+      for (size_t at; (at = (*next)++) < scenarios.size();) {
+        if (!wanted.empty() && wanted.count(scenarios[at].name) == 0) continue;
+        Sweep(scenarios[at], *totals, verbose).run();
+      }
+      return 0;
+    }));
+  }
+  bool worked = true;
+  for (const pid_t worker : workers) worked = exitCode(waitFor(worker)) == 0 && worked;
+  if (!worked) {
+    fprintf(stderr, "fault_sweep: this machine does not permit the private mounts that it needs\n");
+    return 1;
+  }
+  printf("%d scenarios, %d runs, %d faults injected, %d fell short\n", totals->scenarios.load(),
+         totals->runs.load(), totals->faults.load(), totals->short_of.load());
+  return totals->short_of == 0 && totals->runs > 0 ? 0 : 1;
+}
