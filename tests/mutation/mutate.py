@@ -1,0 +1,188 @@
+#!/usr/bin/env python3
+"""Changes one thing in src/ at a time and lets the tests judge: each mutant is built and run against
+them, and again under the sanitizers if it survives. mutate.sh calls this in a sandbox.
+
+usage: mutate.py COPY... COUNT SEED     one worker for each copy of the tree
+"""
+
+import os
+import random
+import re
+import subprocess
+import sys
+import threading
+
+TABLES = ("ExtErrCatalogue.cpp", "MsgTable.cpp")
+TABLE_SHARE = 0.06
+SECONDS = 180
+
+STRING = re.compile(r'"(?:[^"\\]|\\.)*"')
+SWAPS = [
+    (r"==", "!="), (r"!=", "=="), (r"<=", "<"), (r">=", ">"),
+    (r"(?<![<\-=])<(?![<=])(?= )", "<="), (r"(?<![>\-=])>(?![>=])(?= )", ">="),
+    (r"&&", "||"), (r"\|\|", "&&"), (r"\+\+", "--"), (r"--", "++"),
+    (r"(?<=[\w)\]]) \+ (?=[\w(])", " - "), (r"(?<=[\w)\]]) - (?=[\w(])", " + "),
+    (r"\btrue\b", "false"), (r"\bfalse\b", "true"),
+]
+STATEMENT = re.compile(r"^\s+(?!return|break|continue|throw|const |struct |static |char |int |auto |using |size_t |off_t |std::string [a-z]+;|for|if|while|case|default|else)[\w*>:.\-\[\]]+.*;$")
+CALL = re.compile(r"\b(\w+)\(([\w.\->\[\]]+), ([\w.\->\[\]]+)\)")
+
+
+def mutants_of(path, text):
+    """(line number, new line, what) for each change that can be made."""
+    found = []
+    for number, line in enumerate(text.split("\n")):
+        code = line.split("//")[0] if '"' not in line else line
+        if not code.strip() or code.lstrip().startswith(("//", "#", "///")):
+            continue
+        inside = [m.span() for m in STRING.finditer(code)]
+
+        def plain(at):
+            return not any(a <= at < b for a, b in inside)
+
+        def add(span, new, what):
+            found.append((number, line[:span[0]] + new + line[span[1]:], what))
+
+        for pattern, new in SWAPS:
+            for m in re.finditer(pattern, code):
+                if plain(m.start()) and "template" not in code and "#include" not in code:
+                    add(m.span(), new, "operator")
+        for m in re.finditer(r"(?<![\w.\"'])(\d+)(?![\w.\"'])", code):
+            if plain(m.start()):
+                add(m.span(), str(int(m.group(1)) + 1), "constant")
+        for m in STRING.finditer(code):
+            letters = [i for i in range(m.start() + 1, m.end() - 1)
+                       if code[i].isascii() and code[i].isalnum() and code[i - 1] not in "\\%"]
+            if letters:
+                at = letters[(number * 7) % len(letters)]
+                add((at, at + 1), "Z" if code[at] != "Z" else "Y", "text")
+        for m in CALL.finditer(code):
+            if plain(m.start()) and m.group(2) != m.group(3):
+                add(m.span(), "%s(%s, %s)" % (m.group(1), m.group(3), m.group(2)), "arguments")
+        m = re.match(r"^(\s*(?:\} else )?if )\((.*)\)( \{| return.*;| .*;)$", code)
+        if m:
+            found.append((number, "%s(!(%s))%s" % m.groups(), "condition"))
+        if STATEMENT.match(code):
+            found.append((number, ";", "statement"))
+    return [(path, n, new, what) for n, new, what in found]
+
+
+class Worker(threading.Thread):
+    def __init__(self, copy, queue, results):
+        super().__init__()
+        self.copy, self.queue, self.results = copy, queue, results
+
+    def run_quietly(self, command, seconds=SECONDS, cwd=None):
+        with subprocess.Popen(command, cwd=cwd or self.copy, stdin=subprocess.DEVNULL,
+                              stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL,
+                              start_new_session=True) as process:
+            try:
+                return process.wait(timeout=seconds) == 0
+            except subprocess.TimeoutExpired:
+                os.killpg(process.pid, 9)
+                process.wait()
+                return False
+
+    def build(self, kind):
+        return self.run_quietly(["cmake", "--build", kind, "-j", "1", "--target", "moxel_test",
+                                 "artefact_test"], 600)
+
+    def tests_pass(self, kind):
+        empty = os.path.join(self.copy, "empty")
+        return all(self.run_quietly([os.path.join(self.copy, kind, test), "--gtest_brief=1",
+                                     "--gtest_fail_fast"], cwd=empty)
+                   for test in ("artefact_test", "moxel_test"))
+
+    def run(self):
+        while True:
+            try:
+                path, number, new, what = self.queue.pop()
+            except IndexError:
+                return
+            name = os.path.join(self.copy, "src", path)
+            with open(name, encoding="utf-8") as file:
+                original = file.read()
+            lines = original.split("\n")
+            old = lines[number]
+            lines[number] = new
+            with open(name, "w", encoding="utf-8") as file:
+                file.write("\n".join(lines))
+            if not self.build("plain"):
+                verdict = "not built"
+            elif not self.tests_pass("plain"):
+                verdict = "killed"
+            elif not self.build("sanitized") or not self.tests_pass("sanitized"):
+                verdict = "killed by the sanitizers"
+            else:
+                verdict = "survived"
+            with open(name, "w", encoding="utf-8") as file:
+                file.write(original)
+            self.results.append((verdict, path, number + 1, old.strip(), new.strip(), what))
+            print("%4d %s: %s:%d %s" % (len(self.results), verdict, path, number + 1, new.strip()),
+                  flush=True)
+
+
+def explanations(top):
+    """(file, old line, new line) -> reason, of the mutants that change nothing."""
+    reasons = {}
+    with open(os.path.join(top, "tests/mutation/equivalent.txt"), encoding="utf-8") as file:
+        block = []
+        for line in list(file) + ["\n"]:
+            line = line.rstrip("\n")
+            if line.startswith("#"):
+                continue
+            if line:
+                block.append(line.strip())
+            elif block:
+                reasons[tuple(block[:3])] = " ".join(block[3:])
+                block = []
+    return reasons
+
+
+def main():
+    copies, count, seed = sys.argv[1:-2], int(sys.argv[-2]), int(sys.argv[-1])
+    top = copies[0]
+    code, tables = [], []
+    for path in sorted(os.listdir(os.path.join(top, "src"))):
+        if not path.endswith((".cpp", "_template.h")):
+            continue
+        with open(os.path.join(top, "src", path), encoding="utf-8") as file:
+            (tables if path in TABLES else code).extend(mutants_of(path, file.read()))
+    chosen = random.Random(seed)
+    # Some that do not compile come in addition; they are not counted.
+    wanted = int(count * 1.25)
+    queue = chosen.sample(tables, min(len(tables), int(wanted * TABLE_SHARE)))
+    queue += chosen.sample(code, min(len(code), wanted - len(queue)))
+    chosen.shuffle(queue)
+    print("%d mutants can be made, %d are tried" % (len(code) + len(tables), len(queue)), flush=True)
+
+    results = []
+    workers = [Worker(copy, queue, results) for copy in copies]
+    for worker in workers:
+        if not worker.build("plain") or not worker.tests_pass("plain"):
+            sys.exit("mutate.py: the tests fail before anything is changed")
+        worker.build("sanitized")
+    for worker in workers:
+        worker.start()
+    for worker in workers:
+        worker.join()
+
+    built = [r for r in results if r[0] != "not built"]
+    survivors = [r for r in built if r[0] == "survived"]
+    reasons = explanations(top)
+    unexplained = 0
+    print("\nsurvivors:")
+    for _, path, number, old, new, _ in sorted(survivors):
+        reason = reasons.get((path, old, new))
+        unexplained += reason is None
+        print("%s:%d\n  %s\n  %s\n  %s" % (path, number, old, new, reason or "NOT EXPLAINED"))
+    kinds = sorted({r[5] for r in built})
+    print("\nmutants by kind: " + ", ".join("%d %s" % (sum(r[5] == k for r in built), k) for k in kinds))
+    killed = len(built) - len(survivors)
+    share = 100.0 * killed / max(1, len(built))
+    print("%d mutants, %d killed (%.1f %%), %d survived, %d of them explained as equivalent" %
+          (len(built), killed, share, len(survivors), len(survivors) - unexplained))
+    sys.exit(0 if share >= 95 and unexplained == 0 else 1)
+
+
+main()
