@@ -3,6 +3,8 @@
 #include <elf.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -292,12 +294,127 @@ TEST_F(Command, AFullOutputDoesNotChangeTheStatus) {
   expectRun(0, "");
 }
 
-TEST_F(Command, AllDescriptorsClosed) {
-  beforeStart = [] {
-    for (int fd = 0; fd < 3; ++fd) close(fd);
-  };
+// ---- Hostile surroundings ----------------------------------------------------------------------
+
+TEST_F(Command, EachStandardDescriptorClosed) {
   script = "#!/bin/sh\necho a\nexit 4\n";
-  expectRun(4, "");
+  for (int closed = 1; closed < 8; ++closed) {
+    beforeStart = [closed] {
+      for (int fd = 0; fd < 3; ++fd) {
+        if ((closed & 1 << fd) != 0) close(fd);
+      }
+    };
+    unlink(scratch.file("calls").c_str());
+    expectRun(4, (closed & 2) != 0 ? "" : kNotCompleted + "\na");
+    ASSERT_EQ(log.size(), 2u) << closed;
+  }
+}
+
+TEST_F(Command, ALimitOfFourDescriptors) {
+  beforeStart = [] {
+    const rlimit four = {4, 4};
+    setrlimit(RLIMIT_NOFILE, &four);
+  };
+  expectRun(255, kNotCompleted);
+  EXPECT_EQ(log, Lines{"MXL90003L:failed to pipe():Too many open files"});
+}
+
+TEST_F(Command, ALimitOfFileSizes) {
+  // The substitute's own log would end the command.
+  environment["VEKCOM_LOG"] = "";
+  script = "#!/bin/sh\necho a\nexit 3\n";
+  for (const rlim_t bytes : {0, 10}) {
+    beforeStart = [bytes] {
+      const rlimit limit = {bytes, bytes};
+      setrlimit(RLIMIT_FSIZE, &limit);
+    };
+    run();
+    EXPECT_EQ(signal, 0);
+    EXPECT_EQ(status, 3);
+    EXPECT_EQ(output, kNotCompleted.substr(0, bytes));
+    EXPECT_EQ(log, Lines{});
+  }
+}
+
+TEST_F(Command, AnOutputWithoutReaderDoesNotChangeTheStatus) {
+  script = "#!/bin/sh\nyes | head -n 100000\nexit 3\n";
+  beforeStart = [] {
+    int ends[2];
+    if (pipe(ends) != 0) return;
+    dup2(ends[1], STDOUT_FILENO);
+    close(ends[0]);
+    close(ends[1]);
+  };
+  expectRun(3, "");
+  EXPECT_EQ(signal, 0);
+}
+
+TEST_F(Command, TheScriptDiesOfABrokenPipeAsEverywhere) {
+  // What the command ignores for its own output is not ignored for the script.
+  script = "#!/bin/sh\ngrep SigIgn /proc/$$/status\n";
+  run();
+  EXPECT_EQ(output, kCompleted + "\nSigIgn:\t0000000000000000");
+}
+
+TEST_F(Command, ACallerThatIgnoresTheEndOfChildren) {
+  // The child's status is lost; its output is not.
+  beforeStart = [] { ::signal(SIGCHLD, SIG_IGN); };
+  script = "#!/bin/sh\necho a\n";
+  expectRun(255, kNotCompleted + "\na");
+  ASSERT_EQ(log.size(), 2u);
+  EXPECT_NE(log[0].find("wstat=ffffffff"), std::string::npos) << log[0];
+}
+
+TEST_F(Command, AnUnusualMask) {
+  beforeStart = [] { umask(0777); };
+  script = "#!/bin/sh\necho a\n";
+  expectRun(0, kCompleted + "\na");
+}
+
+TEST_F(Command, AWorkingDirectoryThatIsGoneOrClosed) {
+  script = "#!/bin/sh\necho a\n";
+  for (const bool gone : {true, false}) {
+    beforeStart = [&] {
+      const std::string directory = scratch.file("cwd");
+      mkdir(directory.c_str(), 0700);
+      if (chdir(directory.c_str()) != 0) abort();
+      chmod(directory.c_str(), 0);
+      if (gone) rmdir(directory.c_str());
+    };
+    unlink(scratch.file("calls").c_str());
+    expectRun(0, kCompleted + "\na");
+    ASSERT_EQ(log.size(), 2u);
+  }
+}
+
+TEST_F(Command, EnvironmentVariablesOf100Kilobytes) {
+  const std::string big(100 << 10, 'x');
+  script = "#!/bin/sh\necho a\n";
+  for (const char* name : {"LANG", "LC_ALL", "MOXEL_CONF", "MOXEL_LOG_LEVEL", "MOXEL_NOT_DEL_TEMP",
+                           "PATH", "HOME", "TZ"}) {
+    environment[name] = big;
+    unlink(scratch.file("calls").c_str());
+    expectRun(0, kCompleted + "\na");
+    ASSERT_EQ(log.size(), 2u) << name;
+    environment[name] = name == std::string("PATH") ? "/usr/bin:/bin" : "";
+  }
+  environment["MOXEL_LOG"] = "/" + big;
+  unlink(scratch.file("calls").c_str());
+  expectRun(0, kCompleted + "\na");
+  EXPECT_EQ(log, Lines{});
+}
+
+TEST_F(Command, ATimeZoneThatIsMissing) {
+  environment["TZ"] = ":/nonexistent/zone";
+  script = "#!/bin/sh\necho a\n";
+  expectRun(0, kCompleted + "\na");
+  ASSERT_EQ(log.size(), 2u);
+}
+
+TEST_F(Command, AnEmptyPath) {
+  beforeStart = [] { setenv("PATH", "", 1); };
+  script = "#!/bin/sh\necho a\n";
+  expectRun(0, kCompleted + "\na");
 }
 
 // ---- Log ---------------------------------------------------------------------------------------
