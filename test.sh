@@ -51,6 +51,12 @@ ls "$alone/libmoxel.a" "$alone/scsend" "$alone/libvekcom.so.2.0"
 step "faults"
 sh tests/faults/sweep.sh
 
+step "load"
+sh tests/load/soak.sh
+
+step "fuzz"
+sh fuzz/fuzz.sh 10
+
 step "run.sh"
 ./run.sh >"$alone/run"
 grep -c '^-- exit status' "$alone/run"

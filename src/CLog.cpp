@@ -230,11 +230,11 @@ int CLog::init(const char* program) {
     const std::string backup =
         format("%s/%s.bak", parentPath(m_path).c_str(), retrieveName2(m_path.c_str()).c_str());
     const bool renamed = rename(m_path.c_str(), backup.c_str()) == 0;
-    struct stat next = {};
-    const bool madeAnew = renamed && stat(m_path.c_str(), &next) == 0 && !isSameFile(next, status);
-    // Deliberately ignored: after the rename there is no file left to truncate. One that another
-    // tool has made since then holds that tool's lines.
-    if (!madeAnew && truncate(m_path.c_str(), 0) != 0) return 0;
+    // After the rename there is no file left to truncate, deliberately, unless both names were one
+    // file's. What is there again by then holds another tool's lines. Failures are ignored.
+    struct stat left = {};
+    const bool inPlace = !renamed || (stat(m_path.c_str(), &left) == 0 && isSameFile(left, status));
+    if (inPlace && truncate(m_path.c_str(), 0) != 0) return 0;
   }
   return 0;
 }

@@ -195,7 +195,8 @@ std::string getEnvValue(const char* name);
 
 /// `text` with references to environment variables replaced by their values, which are not
 /// replaced again: $NAME of letters, digits and "_" (no braces), and %NAME% of any characters; "%%"
-/// gives "%". A "$" before anything else and a "%" without a second one stay. Undefined variables
+/// gives "%". A "$" before anything else stays, as does a "%" without a second one, with all that
+/// follows it. Undefined variables
 /// are empty. Null gives the empty string, unlogged.
 std::string replaceEnvValue(const char* text);
 

@@ -1,0 +1,31 @@
+// shellEsc through a real shell: the shell gives back every byte as it was, but for those that pass
+// unescaped by design.
+
+#include <cstdint>
+#include <cstring>
+
+#include "Fuzz.h"
+#include "common.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+  // By design: the semicolon and the line feed end a command; "!", "~" and "=" have a meaning in
+  // some shells and places. Without `wild`, * ? [ and ] are patterns, which find nothing in an
+  // empty root.
+  std::string text;
+  for (size_t i = 0; i < size && text.size() < 900; ++i) {
+    const char c = static_cast<char>(data[i]);
+    if (c != '\0' && strchr(";\n!~=", c) == nullptr) text += c;
+  }
+  if (text.empty()) return 0;
+  for (const int wild : {0, 1}) {
+    const std::string command =
+        "cd /proc/self/fdinfo && set -f; printf '<%s>' " + shellEsc(text, wild);
+    FILE* shell = popen(command.c_str(), "r");
+    REQUIRE(shell != nullptr);
+    std::string back;
+    for (int c; (c = fgetc(shell)) != EOF;) back += static_cast<char>(c);
+    REQUIRE(pclose(shell) == 0);
+    REQUIRE(back == "<" + text + ">");
+  }
+  return 0;
+}

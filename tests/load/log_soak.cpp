@@ -1,0 +1,265 @@
+// Loads the shared log: many processes write, some are killed inside of it, the file is rotated and
+// the semaphore removed under them; then the same with a disk that is full for a while.
+//
+// usage: log_soak [PROCESSES [LINES]]
+
+#include <sys/ipc.h>
+#include <sys/mman.h>
+#include <sys/sem.h>
+#include <sys/statvfs.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <map>
+#include <new>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "CLog.h"
+#include "CMutex.h"
+#include "Process.h"
+#include "Scratch.h"
+#include "common.h"
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr int kMostProcesses = 1024;
+constexpr int kLongestLine = 4000;
+constexpr const char* kDirectory = "/tmp/log";
+const std::string kLog = std::string(kDirectory) + "/moxel.log";
+const std::string kBackup = std::string(kDirectory) + "/moxel.bak";
+
+struct Shared {
+  std::atomic<int> ready;  // writers that wait to go on
+  std::atomic<bool> go;    // they may
+  std::atomic<int> ended;  // writers that have written all
+  std::atomic<int> written[kMostProcesses];
+  std::atomic<long> longestMicroseconds;
+};
+
+Shared* makeShared() {
+  return new (mmap(nullptr, sizeof(Shared), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1,
+                   0)) Shared{};
+}
+
+// The text of a writer's line; a reader can tell whether it is whole.
+std::string lineOf(int writer, int line) {
+  std::minstd_rand random(static_cast<unsigned>(writer * 100003 + line));
+  const int length = 1 + static_cast<int>(random() % kLongestLine);
+  const char fill = static_cast<char>('a' + random() % 26);
+  return format("%d,%d,%d,", writer, line, length) +
+         std::string(static_cast<size_t>(length), fill) + ".";
+}
+
+void write(Shared& shared, int writer, int from, int to) {
+  for (int line = from; line < to; ++line) {
+    const std::string text = lineOf(writer, line);
+    const auto begin = Clock::now();
+    gLog.ilog("%s", text.c_str());
+    const long took =
+        std::chrono::duration_cast<std::chrono::microseconds>(Clock::now() - begin).count();
+    long longest = shared.longestMicroseconds;
+    while (took > longest && !shared.longestMicroseconds.compare_exchange_weak(longest, took)) {
+    }
+    shared.written[writer] = line + 1;
+  }
+}
+
+// What the files hold: the numbers of each writer's lines in their order. -1 for a torn line.
+struct Contents {
+  std::map<int, std::vector<int>> lines;
+  int torn = 0;
+};
+
+void readInto(Contents& contents, const std::string& path) {
+  const std::string bytes = readFile(path);
+  for (size_t at = 0; at < bytes.size();) {
+    const size_t end = bytes.find('\n', at);
+    const std::string line = bytes.substr(at, end == std::string::npos ? end : end - at);
+    at = end == std::string::npos ? bytes.size() : end + 1;
+    int year = 0, pid = 0, writer = -1, number = -1, textAt = 0;
+    const int fields = sscanf(line.c_str(), "%4d/%*2d/%*2d %*2d:%*2d:%*2d %d %n%d,%d,", &year, &pid,
+                              &textAt, &writer, &number);
+    if (end == std::string::npos || fields != 4 ||
+        line.substr(static_cast<size_t>(textAt)) != lineOf(writer, number)) {
+      ++contents.torn;
+      fprintf(stderr, "torn in %s: %.120s\n", path.c_str(), line.c_str());
+    } else {
+      contents.lines[writer].push_back(number);
+    }
+  }
+}
+
+bool lockIsFree() {
+  CMutex mutex(kDirectory, 1, false);
+  return mutex.init(0) && mutex.lock(false) && mutex.release();
+}
+
+bool complain(bool good, const char* what) {
+  if (!good) fprintf(stderr, "log_soak: %s\n", what);
+  return good;
+}
+
+// ---- Kills, rotation, removal of the semaphore -------------------------------------------------
+
+bool soak(int processes, int lines) {
+  Shared& shared = *makeShared();
+  std::vector<pid_t> writers;
+  for (int writer = 0; writer < processes; ++writer) {
+    writers.push_back(startChild([&] {
+      write(shared, writer, 0, lines);
+      ++shared.ended;
+      return 0;
+    }));
+  }
+
+  // The victims, each at a random part of what it has to write.
+  std::minstd_rand random(static_cast<unsigned>(getpid()));
+  std::map<int, int> victims;
+  for (int i = 0; i < processes / 3; ++i)
+    victims[i * 3] = static_cast<int>(random() % static_cast<unsigned>(lines));
+  std::vector<std::string> files;
+  int removals = 0;
+  std::vector<bool> killed(static_cast<size_t>(processes));
+  for (int round = 0;
+       shared.ended + static_cast<int>(std::count(killed.begin(), killed.end(), true)) < processes;
+       ++round) {
+    for (const auto& [writer, line] : victims) {
+      const auto at = static_cast<size_t>(writer);
+      if (killed[at] || shared.written[writer] < line || shared.written[writer] >= lines) continue;
+      usleep(random() % 500);
+      kill(writers[at], SIGKILL);
+      killed[at] = exitCode(waitFor(writers[at])) == -1;
+      writers[at] = 0;
+      if (!killed[at]) victims[writer] = lines;
+    }
+    if (round % 5 == 0) {
+      const int set = semget(ftok(kDirectory, 'S'), 1, 0);
+      if (set != -1 && semctl(set, 0, IPC_RMID) == 0) ++removals;
+    }
+    gLog.init("log_soak");
+    if (std::filesystem::exists(kBackup)) {
+      // Of the log's own older generations there is only one.
+      files.push_back(format("%s/generation.%zu", kDirectory, files.size()));
+      std::filesystem::rename(kBackup, files.back());
+    }
+    usleep(4000);
+  }
+  for (const pid_t writer : writers) {
+    if (writer != 0) waitFor(writer);
+  }
+  files.push_back(kLog);
+
+  Contents contents;
+  for (const std::string& file : files) readInto(contents, file);
+  size_t found = 0;
+  int missing = 0;
+  int disordered = 0;
+  for (int writer = 0; writer < processes; ++writer) {
+    const std::vector<int>& numbers = contents.lines[writer];
+    found += numbers.size();
+    for (size_t i = 0; i < numbers.size(); ++i) disordered += i > 0 && numbers[i] <= numbers[i - 1];
+    const int whole = killed[static_cast<size_t>(writer)] ? shared.written[writer].load() : lines;
+    missing += std::max(0, whole - static_cast<int>(numbers.size()));
+  }
+  const long longest = shared.longestMicroseconds / 1000;
+  printf(
+      "%d processes, %zu lines in %zu files, %d killed, %d removals of the semaphore: %d missing, "
+      "%d out of order, %d torn, longest wait %ld ms\n",
+      processes, found, files.size(),
+      static_cast<int>(std::count(killed.begin(), killed.end(), true)), removals, missing,
+      disordered, contents.torn, longest);
+  return complain(missing == 0 && disordered == 0 && contents.torn == 0,
+                  "lines are lost or torn") &&
+         complain(longest < 1000, "a writer was blocked for more than a second") &&
+         complain(lockIsFree(), "the lock is taken");
+}
+
+// ---- A full disk -------------------------------------------------------------------------------
+
+bool fullDisk(int processes, int lines) {
+  if (!mountEmpty(kDirectory, 0, "size=4m")) return false;
+  Shared& shared = *makeShared();
+  // Room for a part of the lines only.
+  const std::string ballast = std::string(kDirectory) + "/ballast";
+  writeFile(ballast, std::string(3 << 20, 'x'));
+  const int before = lines / 20;
+  const int after = 5;
+  std::vector<pid_t> writers;
+  for (int writer = 0; writer < processes; ++writer) {
+    writers.push_back(startChild([&] {
+      write(shared, writer, 0, before);
+      ++shared.ready;
+      while (!shared.go) usleep(1000);
+      write(shared, writer, before, before + after);
+      return 0;
+    }));
+  }
+  if (!eventually([&] { return shared.ready == processes; })) return false;
+  Contents full;
+  readInto(full, kLog);
+  struct statvfs status = {};
+  const bool isFull = statvfs(kDirectory, &status) == 0 && status.f_bavail < 2;
+  std::filesystem::remove(ballast);
+  shared.go = true;
+  for (const pid_t writer : writers) waitFor(writer);
+
+  Contents contents;
+  readInto(contents, kLog);
+  size_t found = 0;
+  int late = 0;
+  bool ordered = true;
+  for (const auto& [writer, numbers] : contents.lines) {
+    found += numbers.size();
+    ordered = ordered && std::is_sorted(numbers.begin(), numbers.end()) &&
+              std::adjacent_find(numbers.begin(), numbers.end()) == numbers.end();
+    late += static_cast<int>(
+        std::count_if(numbers.begin(), numbers.end(), [&](int n) { return n >= before; }));
+  }
+  const long longest = shared.longestMicroseconds / 1000;
+  printf(
+      "full disk: %d processes, %d of %d lines lost while it was full, %d of %d there afterwards, "
+      "%d torn, "
+      "longest wait %ld ms\n",
+      processes, processes * before - (static_cast<int>(found) - late), processes * before, late,
+      processes * after, contents.torn, longest);
+  return complain(isFull, "the disk was never full") &&
+         complain(full.torn == 0 && contents.torn == 0, "lines are torn") &&
+         complain(ordered && late == processes * after, "lines are lost") &&
+         complain(longest < 1000, "a writer was blocked for more than a second") &&
+         complain(lockIsFree(), "the lock is taken");
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  // The log's path is read before main.
+  if (getenv("MOXEL_LOG") == nullptr) {
+    setenv("MOXEL_LOG", kLog.c_str(), 1);
+    execv("/proc/self/exe", argv);
+    return 1;
+  }
+  const int processes = argc > 1 ? atoi(argv[1]) : 64;
+  const int lines = argc > 2 ? atoi(argv[2]) : 2000;
+  if (processes < 3 || processes > kMostProcesses || lines < 100) {
+    fprintf(stderr, "usage: log_soak [PROCESSES [LINES]]\n");
+    return 2;
+  }
+  if (!enterPrivateNamespace() || !mountEmpty("/tmp", 0, "size=8g")) {
+    fprintf(stderr, "log_soak: this machine does not permit the private mounts that it needs\n");
+    return 1;
+  }
+  std::filesystem::create_directories(kDirectory);
+  const bool good = soak(processes, lines);
+  return fullDisk(processes, lines) && good ? 0 : 1;
+}
