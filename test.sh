@@ -57,6 +57,9 @@ sh tests/load/soak.sh
 step "fuzz"
 sh fuzz/fuzz.sh 10
 
+step "coverage"
+sh scripts/coverage.sh
+
 step "run.sh"
 ./run.sh >"$alone/run"
 grep -c '^-- exit status' "$alone/run"

@@ -215,6 +215,18 @@ TEST(CDspMsg, BeforeInitTextsAreEmpty) {
   EXPECT_EQ(shown([&] { display.dspMsg("MXL10000E", 1); }), "MXL10000E\n\n");
   display.getStr(out, "MXL10000E", 1);
   EXPECT_EQ(out, "MXL10000E : ");
+
+  struct Forms : CDspMsg {
+    std::string original(const char* id, ...) {
+      std::string text = "before";
+      va_list args;
+      va_start(args, id);
+      retStringOrg(text, id, args);
+      va_end(args);
+      return text;
+    }
+  } forms;
+  EXPECT_EQ(forms.original("MXL10000W", 1), "MXL10000W : ");
 }
 
 TEST(CDspMsg, InitLoadsTheCompiledInTexts) {

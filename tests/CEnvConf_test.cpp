@@ -431,6 +431,7 @@ TEST_F(Configuration, TransmissionIsLimited) {
   EXPECT_EQ(read("MaxSendTotal", "10241"), "10240");
   EXPECT_EQ(read("MaxSendTotal", "20mb"), "10240");
   EXPECT_EQ(read("MaxSendTotal", "010239kb"), "010239");
+  EXPECT_EQ(read("MaxSendTotal", "010240kb"), "010240");
   // 2 to the 32nd and 1: compared as a number.
   EXPECT_EQ(read("MaxSendTotal", "4294967297kb"), "10240");
   EXPECT_EQ(read("BigLimit", "20mb"), "20480") << "the others are not";
@@ -686,13 +687,13 @@ TEST_F(Directories, TheFirstSourceThatAnswersWins) {
     // An /etc of this test's own, with the system's choice of commands.
     fs::create_directories(scratch.file("alternatives"));
     const bool hasAlternatives = exists("/etc/alternatives");
-    if (hasAlternatives && mount("/etc/alternatives", scratch.file("alternatives").c_str(), nullptr,
+    if (hasAlternatives && mount("/etc/alternatives", scratch.file("alternatives").c_str(), "none",
                                  MS_BIND, nullptr) != 0) {
       return 101;
     }
     if (!mountEmpty("/etc")) return 102;
     fs::create_directories("/etc/alternatives");
-    if (hasAlternatives && mount(scratch.file("alternatives").c_str(), "/etc/alternatives", nullptr,
+    if (hasAlternatives && mount(scratch.file("alternatives").c_str(), "/etc/alternatives", "none",
                                  MS_BIND, nullptr) != 0) {
       return 103;
     }

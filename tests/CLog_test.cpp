@@ -317,6 +317,13 @@ TEST_F(Log, WhatElseTheFileEndsWithStays) {
     gLog.ilog("next");
     EXPECT_EQ(readFile(logPath()).substr(0, before.size()), before) << before.substr(0, 40);
   }
+  // A torn line behind more than that is cut off too.
+  std::string lines;
+  while (lines.size() < 2 * longest.size()) lines += stamp + "  123 whole\n";
+  writeFile(logPath(), lines + stamp);
+  gLog.ilog("next");
+  EXPECT_EQ(readFile(logPath()).find(stamp + stamp), std::string::npos);
+  EXPECT_EQ(logged().back(), "next");
   // One byte less is within what is cut off.
   writeFile(logPath(), (stamp + longest).substr(0, longest.size()));
   gLog.ilog("next");
@@ -363,7 +370,9 @@ TEST_F(Log, ALineBeyondTheLimitOfFileSizesIsLostAndKillsNobody) {
     if (sizeOf(logPath()) != first) return 2;
     gLog.ilog("secon");  // just fits
     gLog.ilog("x");
-    return logged() == Lines{"first", "secon"} && lockIsFree() ? 0 : 3;
+    const rlimit none = {RLIM_INFINITY, RLIM_INFINITY};
+    if (setrlimit(RLIMIT_FSIZE, &none) != 0) return 3;
+    return logged() == Lines{"first", "secon"} && lockIsFree() ? 0 : 4;
   });
   EXPECT_EQ(exitCode(status), 0);
 }

@@ -33,6 +33,12 @@ const std::string kNotInOperation =
     "\xb8\xbd\xba\xdf\xb1\xbf\xcd\xd1\xc3\xe6\xa4\xc7\xa4\xca\xa4\xa4\xa4\xbf\xa4\xe1\xbc\xc2"
     "\xb9\xd4\xa4\xc7\xa4\xad\xa4\xde\xa4\xbb\xa4\xf3\n";
 
+#if defined(MOXEL_COVERAGE)
+constexpr bool kMeasured = true;
+#else
+constexpr bool kMeasured = false;
+#endif
+
 const std::string kCommand = "/opt/kardo/moxel/bin/scsend";
 const std::string kScript = "/opt/kardo/moxel/bin/scsend.sh";
 const std::string kAgent = "/opt/ZQRNvek/lib/libvekcom.so.2.0";
@@ -311,6 +317,7 @@ TEST_F(Command, EachStandardDescriptorClosed) {
 }
 
 TEST_F(Command, ALimitOfFourDescriptors) {
+  if (kMeasured) GTEST_SKIP() << "the measurement itself needs files";
   beforeStart = [] {
     const rlimit four = {4, 4};
     setrlimit(RLIMIT_NOFILE, &four);
@@ -320,6 +327,7 @@ TEST_F(Command, ALimitOfFourDescriptors) {
 }
 
 TEST_F(Command, ALimitOfFileSizes) {
+  if (kMeasured) GTEST_SKIP() << "the measurement itself needs files";
   // The substitute's own log would end the command.
   environment["VEKCOM_LOG"] = "";
   script = "#!/bin/sh\necho a\nexit 3\n";

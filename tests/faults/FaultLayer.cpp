@@ -131,8 +131,12 @@ constexpr Row kRows[] = {
     {"rmdir", kRmdir, EBUSY},
     {"semctl", kSemctl, EIDRM},
     {"semget", kSemget, ENOSPC},
+    {"semget", kSemget, ENOENT},
+    {"semget", kSemget, EIDRM},
+    {"semget", kSemget, EINVAL},
     {"semop", kSemop, EINTR},
     {"semop", kSemop, EIDRM},
+    {"semop", kSemop, EINVAL},
     {"semop", kSemop, ENOSPC},
     {"setlocale", kSetlocale, ENOENT},
     {"stat", kStat, EACCES},
@@ -287,7 +291,7 @@ extern "C" int __wrap_semctl(int id, int number, int command, ...) {
 extern "C" int __real_semop(int id, sembuf* operations, size_t count);
 extern "C" int __wrap_semop(int id, sembuf* operations, size_t count) {
   if (!strike(kSemop)) return __real_semop(id, operations, count);
-  if (targetError == EIDRM) __real_semctl(id, 0, IPC_RMID);
+  if (targetError == EIDRM || targetError == EINVAL) __real_semctl(id, 0, IPC_RMID);
   errno = targetError;
   return -1;
 }

@@ -293,10 +293,42 @@ std::vector<Scenario> makeScenarios() {
       {"CLog, a line",
        [] {
          gLog.ilog("%s", "a line");
-         return std::string("logged");
+         std::error_code error;
+         return std::string(std::filesystem::file_size("/tmp/log/moxel.log", error) > 0 && !error
+                                ? "there"
+                                : "lost");
        },
-       {},
-       {}},
+       {{"ftok", 0, 1, "lost", ""},
+        {"open", 0, 1, "lost", ""},
+        {"write", ENOSPC, 1, "lost", ""},
+        {"write", EINTR, 1, "there", ""},
+        {"semget", ENOSPC, 1, "lost", ""},
+        {"semget", ENOENT, 1, "there", ""},
+        {"semget", EIDRM, 1, "there", ""},
+        {"semget", EINVAL, 1, "there", ""},
+        {"semctl", 0, 1, "there", ""},
+        {"semop", EINTR, 1, "there", ""},
+        {"semop", EIDRM, 1, "there", ""},
+        {"semop", EINVAL, 1, "there", ""},
+        {"semop", ENOSPC, 1, "lost", ""},
+        {"semop", 0, 2, "there", ""},
+        {"localtime", 0, 1, "there", ""}},
+       {"lost"}},
+      {"CLog, a line behind a torn one",
+       [] {
+         writeFile("/tmp/log/moxel.log", "2026/11/21 10:00:00   123 torn");
+         gLog.ilog("%s", "a line");
+         const std::string log = readFile("/tmp/log/moxel.log");
+         const bool written = log.size() > 6 && log.substr(log.size() - 7) == "a line\n";
+         return std::string(log.find("torn") == std::string::npos ? "cut" : "left") +
+                (written ? ", written" : "");
+       },
+       {{"ftruncate", 0, 1, "left, written", ""},
+        {"pread", 0, 1, "left, written", ""},
+        {"pread", 0, 2, "left, written", ""},
+        {"lseek", 0, 1, "left, written", ""},
+        {"lseek", 0, 2, "left, written", ""}},
+       {"left, written", "left", "cut"}},
       {"CLog, rotation",
        [] {
          const std::string log = "/tmp/log/moxel.log";

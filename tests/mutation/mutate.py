@@ -15,6 +15,9 @@ import threading
 TABLES = ("ExtErrCatalogue.cpp", "MsgTable.cpp")
 TABLE_SHARE = 0.06
 SECONDS = 180
+# Scenarios of the fault sweep that judge the survivors.
+SCENARIOS = ["CLog, a line", "CLog, a line behind a torn one", "CLog, rotation", "CMutex",
+             "getHostname", "CTemp, a file", "makeDir, with parents", "execGetLine", "slog"]
 
 STRING = re.compile(r'"(?:[^"\\]|\\.)*"')
 SWAPS = [
@@ -93,6 +96,10 @@ class Worker(threading.Thread):
                                      "--gtest_fail_fast"], cwd=empty)
                    for test in ("artefact_test", "moxel_test"))
 
+    def sweep(self):
+        return (self.run_quietly(["cmake", "--build", "plain", "-j", "1", "--target", "fault_sweep"], 600)
+                and self.run_quietly([os.path.join(self.copy, "plain/fault_sweep")] + SCENARIOS))
+
     def run(self):
         while True:
             try:
@@ -111,6 +118,8 @@ class Worker(threading.Thread):
                 verdict = "not built"
             elif not self.tests_pass("plain"):
                 verdict = "killed"
+            elif not self.sweep():
+                verdict = "killed by the fault sweep"
             elif not self.build("sanitized") or not self.tests_pass("sanitized"):
                 verdict = "killed by the sanitizers"
             else:
@@ -159,7 +168,7 @@ def main():
     results = []
     workers = [Worker(copy, queue, results) for copy in copies]
     for worker in workers:
-        if not worker.build("plain") or not worker.tests_pass("plain"):
+        if not worker.build("plain") or not worker.tests_pass("plain") or not worker.sweep():
             sys.exit("mutate.py: the tests fail before anything is changed")
         worker.build("sanitized")
     for worker in workers:

@@ -79,7 +79,7 @@ bool enterPrivateNamespace() {
     if (!writeText("/proc/self/uid_map", "0 " + std::to_string(uid) + " 1")) return false;
     if (!writeText("/proc/self/gid_map", "0 " + std::to_string(gid) + " 1")) return false;
   }
-  return mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0;
+  return mount("none", "/", "none", MS_REC | MS_PRIVATE, nullptr) == 0;
 }
 
 bool mountEmpty(const std::string& directory, unsigned long flags, const std::string& options) {
@@ -90,7 +90,7 @@ bool noteShellCommands(const std::string& file) {
   const std::string shell = file + ".sh";
   std::ofstream(shell) << "#!/bin/bash\nprintf '%s' \"${@: -1}\" >" << file << "\n";
   return chmod(shell.c_str(), 0755) == 0 &&
-         mount(shell.c_str(), "/bin/sh", nullptr, MS_BIND, nullptr) == 0;
+         mount(shell.c_str(), "/bin/sh", "none", MS_BIND, nullptr) == 0;
 }
 
 std::vector<int> openDescriptors() {
