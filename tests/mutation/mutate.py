@@ -169,6 +169,9 @@ def main():
     workers = [Worker(copy, queue, results) for copy in copies]
     for worker in workers:
         if not worker.build("plain") or not worker.tests_pass("plain") or not worker.sweep():
+            for test in ("artefact_test", "moxel_test"):
+                subprocess.run([os.path.join(worker.copy, "plain", test), "--gtest_brief=1"],
+                               cwd=os.path.join(worker.copy, "empty"), check=False)
             sys.exit("mutate.py: the tests fail before anything is changed")
         worker.build("sanitized")
     for worker in workers:
