@@ -359,6 +359,9 @@ TEST_F(Command, AnOutputWithoutReaderDoesNotChangeTheStatus) {
 
 TEST_F(Command, TheScriptDiesOfABrokenPipeAsEverywhere) {
   // What the command ignores for its own output is not ignored for the script.
+  beforeStart = [] {
+    for (int number = 1; number < SIGRTMIN; ++number) ::signal(number, SIG_DFL);
+  };
   script = "#!/bin/sh\ngrep SigIgn /proc/$$/status\n";
   run();
   EXPECT_EQ(output, kCompleted + "\nSigIgn:\t0000000000000000");
