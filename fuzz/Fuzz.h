@@ -2,9 +2,11 @@
 
 #include <unistd.h>
 
+#include <cctype>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
+#include <vector>
 
 // What every target needs. Processes are not made unless a target says so: the linker wraps fork
 // and popen for the targets that would make one for each input.
@@ -43,3 +45,23 @@ class InputFile {
   int m_descriptor;
   std::string m_link;
 };
+
+// The lines of a text file as a tool of the set reads them, in pieces of at most `piece` bytes:
+// without comments and surrounding white space, the empty ones left out.
+inline std::vector<std::string> contentLines(const std::string& bytes, size_t piece) {
+  const auto isBlank = [](char c) { return isspace(static_cast<unsigned char>(c)) != 0; };
+  std::vector<std::string> lines;
+  for (size_t at = 0; at < bytes.size();) {
+    size_t end = bytes.find('\n', at);
+    end = end == std::string::npos ? bytes.size() : end + 1;
+    if (end - at > piece) end = at + piece;
+    std::string line = bytes.substr(at, end - at);
+    at = end;
+    line = line.substr(0, line.find('\0'));
+    line = line.substr(0, line.find('#'));
+    while (!line.empty() && isBlank(line.front())) line.erase(0, 1);
+    while (!line.empty() && isBlank(line.back())) line.pop_back();
+    if (!line.empty()) lines.push_back(line);
+  }
+  return lines;
+}

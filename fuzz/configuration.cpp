@@ -30,8 +30,6 @@ std::string lower(std::string text) {
   return text;
 }
 
-bool isBlank(char c) { return isspace(static_cast<unsigned char>(c)) != 0; }
-
 long leadingNumber(const std::string& text) { return strtol(text.c_str(), nullptr, 10); }
 
 int clamped(const std::string& digits) {
@@ -67,17 +65,7 @@ void limit(std::string& value, const char* unit, long most, const char* otherwis
 
 // The values, up to the first wrong line; false when there is one.
 bool read(const std::string& bytes, std::map<std::string, std::string>& values) {
-  for (size_t at = 0; at < bytes.size();) {
-    size_t end = bytes.find('\n', at);
-    end = end == std::string::npos ? bytes.size() : end + 1;
-    if (end - at > kPiece) end = at + kPiece;
-    std::string line = bytes.substr(at, end - at);
-    at = end;
-    line = line.substr(0, line.find('\0'));
-    line = line.substr(0, line.find('#'));
-    while (!line.empty() && isBlank(line.front())) line.erase(0, 1);
-    while (!line.empty() && isBlank(line.back())) line.pop_back();
-    if (line.empty()) continue;
+  for (const std::string& line : contentLines(bytes, kPiece)) {
     const size_t equals = line.find('=');
     if (equals == std::string::npos) return false;
     const std::string key = line.substr(0, equals);

@@ -10,20 +10,8 @@ namespace {
 
 constexpr size_t kPiece = 511;
 
-bool isBlank(char c) { return isspace(static_cast<unsigned char>(c)) != 0; }
-
 bool read(const std::string& bytes, std::map<std::string, std::string>& messages) {
-  for (size_t at = 0; at < bytes.size();) {
-    size_t end = bytes.find('\n', at);
-    end = end == std::string::npos ? bytes.size() : end + 1;
-    if (end - at > kPiece) end = at + kPiece;
-    std::string line = bytes.substr(at, end - at);
-    at = end;
-    line = line.substr(0, line.find('\0'));
-    line = line.substr(0, line.find('#'));
-    while (!line.empty() && isBlank(line.front())) line.erase(0, 1);
-    while (!line.empty() && isBlank(line.back())) line.pop_back();
-    if (line.empty()) continue;
+  for (const std::string& line : contentLines(bytes, kPiece)) {
     const size_t tab = line.find('\t');
     if (tab != 9 || line.size() - 10 > 256) return false;
     std::string text = line.substr(10);

@@ -21,7 +21,8 @@ class CEnvConf {
   /// False, with a log line and with messages through `gMsg` (which a tool initialises first), when
   /// the file cannot be opened (MXL10100E; the table is untouched) or at the first line that is
   /// wrong (MXL10101E, MXL10102E; the settings before it stay, directories and limits are not set).
-  /// A line of more than 8192 characters is read in pieces, each counted and checked as a line.
+  /// A line of more than 8192 characters is read in pieces, each counted and checked as a line. An
+  /// error of reading counts as the end of the file.
   ///
   /// Keywords and values have 256 bytes at most. Sizes: see `convValueInt`; "MaxSendTotal" is 10240
   /// at most. Booleans: yes, no, on, off, true, false in any case, kept in lower case. Hours

@@ -23,6 +23,7 @@ class ResourceBridgeImpFile : public ResourceBridge {
   /// 0; -1 when the file cannot be opened or a line has another form, with one line on standard
   /// error. The texts before that line stay. The line's number there counts neither empty lines nor
   /// comments.
+  /// An error of reading counts as the end of the file.
   int load(const char* lang, std::string file) override;
 
   /// The empty text: a file has no numbered messages.

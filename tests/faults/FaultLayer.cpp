@@ -36,6 +36,7 @@ enum Function {
   kDup2,
   kExecvp,
   kFclose,
+  kFgets,
   kFopen,
   kFork,
   kFstat,
@@ -107,6 +108,7 @@ constexpr Row kRows[] = {
     {"dup2", kDup2, EBUSY},
     {"execvp", kExecvp, ENOENT},
     {"fclose", kFclose, ENOSPC},
+    {"fgets", kFgets, EIO},
     {"fopen", kFopen, EMFILE},
     {"fork", kFork, EAGAIN},
     {"fstat", kFstat, EOVERFLOW},
@@ -230,6 +232,7 @@ WRAP_RELEASE(int, closedir, (DIR * directory), (directory), kClosedir, -1)
 WRAP(int, dup2, (int from, int to), (from, to), kDup2, -1)
 WRAP(int, execvp, (const char* file, char* const argv[]), (file, argv), kExecvp, -1)
 WRAP_RELEASE(int, fclose, (FILE * file), (file), kFclose, EOF)
+WRAP(char*, fgets, (char* line, int size, FILE* file), (line, size, file), kFgets, nullptr)
 WRAP(FILE*, fopen, (const char* path, const char* mode), (path, mode), kFopen, nullptr)
 WRAP(pid_t, fork, (), (), kFork, -1)
 WRAP(int, fstat, (int number, struct stat* status), (number, status), kFstat, -1)

@@ -375,7 +375,7 @@ std::vector<Scenario> makeScenarios() {
          const bool read = conf.init();
          return std::string(read ? "true" : "false") + number(conf.getBigLimit());
        },
-       {{"fopen", 0, 1, "false0", "CEnvConf : open conf error"}},
+       {{"fopen", 0, 1, "false0", "CEnvConf : open conf error"}, {"fgets", 0, 1, "true0", ""}},
        {}},
       {"CEnvConf, directory of crash dumps",
        [] {
@@ -401,7 +401,7 @@ std::vector<Scenario> makeScenarios() {
          const int result = bridge.load("C", "messages");
          return number(result) + bridge.getText("MXL00001I");
        },
-       {{"fopen", 0, 0, "-1", ""}},
+       {{"fopen", 0, 0, "-1", ""}, {"fgets", 0, 1, "0", ""}},
        {}},
       {"ResourceBridgeImpGettext",
        [] {
