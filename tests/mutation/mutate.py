@@ -173,7 +173,8 @@ def main():
                 subprocess.run([os.path.join(worker.copy, "plain", test), "--gtest_brief=1"],
                                cwd=os.path.join(worker.copy, "empty"), check=False)
             sys.exit("mutate.py: the tests fail before anything is changed")
-        worker.build("sanitized")
+        if not worker.build("sanitized") or not worker.tests_pass("sanitized"):
+            sys.exit("mutate.py: the tests fail under the sanitizers before anything is changed")
     for worker in workers:
         worker.start()
     for worker in workers:
