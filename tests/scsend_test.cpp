@@ -320,6 +320,7 @@ TEST_F(Command, EachStandardDescriptorClosed) {
 TEST_F(Command, ALimitOfFourDescriptors) {
   if (kMeasured) GTEST_SKIP() << "what watches it needs files itself";
   beforeStart = [] {
+    close_range(3, ~0U, 0);
     const rlimit four = {4, 4};
     setrlimit(RLIMIT_NOFILE, &four);
   };
