@@ -223,9 +223,9 @@ void strings(const std::string& a, const std::string& b, int count) {
 
   setenv("FUZZ_A", b.c_str(), 1);
   REQUIRE(replaceEnvValue(a.c_str()) == expanded(a));
-  // Patterns with brackets have no simple model.
-  if (a.size() < 24 && a.find('[') == std::string::npos &&
-      (a + b).find_first_of("\x80\xff") == std::string::npos) {
+  // Patterns with brackets have no simple model; with many asterisks matching takes for ever.
+  if (a.size() < 24 && std::count(a.begin(), a.end(), '*') < 4 && b.size() < 200 &&
+      a.find('[') == std::string::npos && (a + b).find_first_of("\x80\xff") == std::string::npos) {
     REQUIRE(matchWild(a.c_str(), b.c_str()) == matches(a.c_str(), b.c_str()));
   }
 }
