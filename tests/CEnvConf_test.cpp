@@ -649,6 +649,14 @@ TEST_F(Directories, ScriptCommandsAreCutAt4095Bytes) {
   EXPECT_EQ(lookUp(1), "/found");
   EXPECT_EQ(lookUp(3700), "/found");
   EXPECT_EQ(lookUp(4000), "");
+
+  const int status = inChild([&] {
+    if (!enterPrivateNamespace() || !noteShellCommands(scratch.file("command"))) return 100;
+    lookUp(4000);
+    return 0;
+  });
+  ASSERT_EQ(exitCode(status), 0);
+  EXPECT_EQ(readFile(scratch.file("command")).size(), 4095u);
 }
 
 TEST_F(Directories, AMissingScriptHasNoAnswer) {

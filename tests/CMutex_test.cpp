@@ -113,7 +113,9 @@ TEST_F(Mutex, WhoAttachesToAFreshSetWaitsForItsValue) {
 
 TEST_F(Mutex, ANullPathNeedsAKey) {
   CMutex mutex(nullptr, 1, true);
+  errno = 0;
   EXPECT_FALSE(mutex.init(0));
+  EXPECT_EQ(errno, EFAULT) << "as the system would answer";
   EXPECT_EQ(mutex.key(), 0);
   EXPECT_FALSE(mutex.lock(false));
   EXPECT_TRUE(mutex.init(key())) << "a key of this test's own";
@@ -325,6 +327,24 @@ TEST_F(Mutex, TheDestructorRemovesTheSetWhenToldTo) {
     ASSERT_TRUE(mutex.init(0));
   }
   EXPECT_EQ(set(), -1);
+}
+
+TEST_F(Mutex, TheDestructorDoesNotWaitForWaiters) {
+  const pid_t waiter = startChild([&] {
+    CMutex mutex(path(), 0, false);
+    mutex.init(0);
+    return !mutex.lock(true) && errno == EIDRM ? 0 : 1;
+  });
+  ASSERT_TRUE(eventually([&] { return set() != -1 && waitersFor(path()) == 1; }));
+  const pid_t owner = startChild([&] {
+    CMutex mutex(path(), 0, true);
+    mutex.init(0);
+    // Ends the process if the destructor sleeps.
+    alarm(5);
+    return 0;
+  });
+  EXPECT_EQ(exitCode(waitFor(owner)), 0);
+  EXPECT_EQ(exitCode(waitFor(waiter)), 0);
 }
 
 }  // namespace

@@ -135,6 +135,12 @@ TEST_F(Trees, NamesThatTheShellKnowsAreNames) {
   }
 }
 
+TEST_F(Trees, TheShellExpandsWildCards) {
+  for (const char* name : {"/a1", "/a2", "/b"}) makeTree(name);
+  EXPECT_EQ(removeFiles((tree() + "/a*").c_str(), 1), 0);
+  EXPECT_EQ(namesIn(tree()), Lines{"b"});
+}
+
 TEST_F(Trees, AMissingPathRemovesNothing) {
   // The listing prints an error message, which names no entry.
   EXPECT_EQ(removeFiles(tree().c_str(), 1), 0);
