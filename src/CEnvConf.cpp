@@ -215,6 +215,7 @@ void CEnvConf::limitTransmission() {
 }
 
 void CEnvConf::dump() {
+  if (!gLog.isTracing()) return;
   for (const char* keyword : kDumped) gLog.tlog("%-19s: %s", keyword, C(m_values[keyword]));
   gLog.tlog("machine type : BORKA");
 }

@@ -33,9 +33,6 @@ constexpr int kLockAttempts = 10;
 constexpr size_t kLongestTornLine = 64 << 10;
 constexpr useconds_t kTornAfterMicroseconds = 10000;
 
-constexpr int kLevelNormal = 0;
-constexpr int kLevelTrace = 1;
-
 constexpr size_t kSystemLineBytes = 2048;
 constexpr size_t kSystemTextBytes = 1024;
 
@@ -254,7 +251,8 @@ void CLog::tlog(const char* fmt, ...) {
   va_end(args);
 }
 
-void CLog::log(const char* fmt, va_list args) {
+// Out of line, so that a trace that is off saves no registers for it.
+__attribute__((noinline)) void CLog::log(const char* fmt, va_list args) {
   const KeepErrno keepErrno;
   try {
     writeLine(vformat(fmt, args));
@@ -270,10 +268,11 @@ void CLog::writeLine(const std::string& text) {
   if (file.number() == -1) return;
 
   const tm t = now();
-  const std::string stamp =
-      format("%04d/%02d/%02d %02d:%02d:%02d %5d ", t.tm_year + 1900, t.tm_mon + 1, t.tm_mday,
-             t.tm_hour, t.tm_min, t.tm_sec, static_cast<int>(getpid()));
-  appendLine(m_path.c_str(), file.number(), stamp + text + "\n");
+  std::string line = format("%04d/%02d/%02d %02d:%02d:%02d %5d ", t.tm_year + 1900, t.tm_mon + 1,
+                            t.tm_mday, t.tm_hour, t.tm_min, t.tm_sec, static_cast<int>(getpid()));
+  line += text;
+  line += '\n';
+  appendLine(m_path.c_str(), file.number(), line);
 }
 
 void CLog::slog(const char* fmt, ...) {
@@ -314,13 +313,11 @@ void CLog::sendLine(const char* text) {
 }
 
 std::string CLog::getLockResource() {
-  std::string directory = parentPath(m_path);
-  if (directory.empty() || !isDir(directory)) return kDefaultDirectory;
+  std::string directory = parentPath(m_path.c_str());
+  if (directory.empty() || !isDir(directory.c_str())) return kDefaultDirectory;
   return directory;
 }
 
 int CLog::getFacility(std::string value) { return numberOf(value, kFacilities, kDefaultFacility); }
 
 int CLog::getPriority(std::string value) { return numberOf(value, kPriorities, kDefaultPriority); }
-
-bool CLog::isTracing() const { return m_level == kLevelTrace; }

@@ -59,11 +59,14 @@ class CLog {
   int getPriority(std::string value);
 
   /// Whether `tlog` writes, for callers that would have to build a text for it.
-  bool isTracing() const;
+  bool isTracing() const { return m_level == kLevelTrace; }
 
  private:
   void writeLine(const std::string& text);
   void sendLine(const char* text);
+
+  static constexpr int kLevelNormal = 0;
+  static constexpr int kLevelTrace = 1;
 
   std::string m_path;
   std::string m_ident;

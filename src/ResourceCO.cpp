@@ -15,6 +15,7 @@ ResourceCO::ResourceCO(const MSG_TABLE* table) {
     byNumber[row->number] = row->text;
     if (row->id != nullptr) byId[row->id] = row->text == nullptr ? "" : row->text;
   }
+  m_askedByNumber.resize(tables.size());
 }
 
 ResourceCO::~ResourceCO() = default;
@@ -24,8 +25,25 @@ const char* ResourceCO::getText(int number) { return translated(getTextOrg(numbe
 const char* ResourceCO::getText(const char* id) { return translated(getTextOrg(id)); }
 
 const char* ResourceCO::getTextOrg(int number) {
-  const char* text = byNumber[number];
+  const char* text = textOf(number);
   return text == nullptr ? "" : text;
 }
 
-const char* ResourceCO::getTextOrg(const char* id) { return id == nullptr ? "" : byId[id].c_str(); }
+const char* ResourceCO::getTextOrg(const char* id) {
+  return id == nullptr ? "" : textOf(id).c_str();
+}
+
+const char*& ResourceCO::textOf(int number) {
+  const auto at = static_cast<size_t>(number);
+  if (at >= m_askedByNumber.size()) return byNumber[number];
+  if (m_askedByNumber[at] == nullptr) m_askedByNumber[at] = &byNumber[number];
+  return *m_askedByNumber[at];
+}
+
+std::string& ResourceCO::textOf(const char* id) {
+  const auto asked = m_askedById.find(id);
+  if (asked != m_askedById.end()) return *asked->second;
+  const auto entry = byId.try_emplace(id).first;
+  m_askedById.emplace(entry->first, &entry->second);
+  return entry->second;
+}

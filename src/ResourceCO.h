@@ -2,6 +2,8 @@
 
 #include <map>
 #include <string>
+#include <string_view>
+#include <unordered_map>
 #include <vector>
 
 #include "MsgTable.h"
@@ -10,13 +12,16 @@
 /// Message texts of a compiled-in table, translated by `gettext` from the text domain selected.
 ///
 /// A look-up enters what it does not find, with an empty text; such texts never reach `gettext`. A
-/// null ID gives the empty text and enters nothing.
+/// null ID gives the empty text and enters nothing. What has been looked up stays in the maps.
 class ResourceCO : public MoxelCommon::Resource {
  public:
   /// Indexes `table` up to its end row (kMsgTableEnd). The table stays the caller's and must
   /// outlive this object. Of rows with the same number or ID the last one counts.
   explicit ResourceCO(const MSG_TABLE* table);
   ~ResourceCO() override;
+
+  ResourceCO(const ResourceCO&) = delete;
+  ResourceCO& operator=(const ResourceCO&) = delete;
 
   const char* getText(int number) override;
   const char* getText(const char* id) override;
@@ -27,4 +32,13 @@ class ResourceCO : public MoxelCommon::Resource {
   std::vector<const MSG_TABLE*> tables;     ///< The rows, in their order.
   std::map<int, const char*> byNumber;      ///< Number and text.
   std::map<std::string, std::string> byId;  ///< ID and text.
+
+ private:
+  const char*& textOf(int number);
+  std::string& textOf(const char* id);
+
+  // Entries of the maps that have been asked for, by a shorter way; numbers are positions as a
+  // rule.
+  std::vector<const char**> m_askedByNumber;
+  std::unordered_map<std::string_view, std::string*> m_askedById;
 };

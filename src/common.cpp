@@ -17,6 +17,7 @@
 #include <cstdlib>
 #include <ctime>
 #include <memory>
+#include <string_view>
 
 #include "CLog.h"
 #include "CTemp.h"
@@ -31,6 +32,7 @@ constexpr LogSource kSource("common");
 
 constexpr size_t kPathBytes = 4096;
 constexpr size_t kTextBytes = 1024;
+constexpr size_t kStackBytes = 8 << 10;
 constexpr size_t kCommandBytes = 1024;
 constexpr size_t kPieceBytes = 1024;
 constexpr size_t kReadBytes = 64 << 10;
@@ -49,17 +51,20 @@ class PieceReader {
  public:
   explicit PieceReader(int descriptor) : m_descriptor(descriptor) {}
 
-  // Stores the next piece without its line end; false at the end of the input.
-  bool next(char (&piece)[kPieceBytes]) {
+  // Gives the next piece, without its line end and up to a zero byte, until the next call; false at
+  // the end of the input.
+  bool next(std::string_view& piece) {
     size_t length = wholePiece();
     while (length == 0 && fill()) length = wholePiece();
     if (length == 0) length = m_end - m_begin;
     if (length == 0) return false;
 
-    std::memcpy(piece, m_buffer + m_begin, length);
-    piece[length] = '\0';
+    const char* front = m_buffer + m_begin;
     m_begin += length;
-    eraseLastCRLF(piece);
+    length = strnlen(front, length);
+    if (length > 0 && front[length - 1] == '\n') --length;
+    if (length > 0 && front[length - 1] == '\r') --length;
+    piece = {front, length};
     return true;
   }
 
@@ -96,20 +101,20 @@ class PieceReader {
 // Reads to the end of the input; entries above the limit are dropped.
 void readLines(int descriptor, std::list<std::string>& lines, int maxLines) {
   PieceReader reader(descriptor);
-  char piece[kPieceBytes];
+  std::string_view piece;
   for (long long count = 1; reader.next(piece); ++count) {
     if (maxLines < 0 || count <= maxLines) lines.emplace_back(piece);
   }
 }
 
-// Puts the command's output on `writeEnd` and its error output into `errorFile`, if that has a
-// name, whichever of the descriptors 0 to 2 the caller had closed.
 // Puts `from` in the place of the descriptor `to`. Failing that, `to` is closed: the command never
 // writes to what the caller has there.
 void replaceDescriptor(int from, int to) {
   if (dup2(from, to) == -1) close(to);
 }
 
+// Puts the command's output on `writeEnd` and its error output into `errorFile`, if that has a
+// name, whichever of the descriptors 0 to 2 the caller had closed.
 void redirectChild(int readEnd, int writeEnd, const std::string& errorFile) {
   close(readEnd);
   if (writeEnd != STDOUT_FILENO) {
@@ -238,10 +243,10 @@ int execGetLine(const char* command, char* line) {
 
   if (line != nullptr) *line = '\0';
   PieceReader reader(fileno(output));
-  char piece[kPieceBytes];
+  std::string_view piece;
   for (bool first = true; reader.next(piece); first = false) {
     // Deliberately unbounded: the caller's buffer holds a whole piece.
-    if (first && line != nullptr) std::memcpy(line, piece, strlen(piece) + 1);
+    if (first && line != nullptr) line[piece.copy(line, piece.size())] = '\0';
   }
   return exitCodeOf(pclose(output));
 }
@@ -274,23 +279,24 @@ std::string justifyPath(const char* path) {
 std::string justifyPath(std::string path) { return justifyPath(path.c_str()); }
 
 std::string getCanonicalPath(std::string path) {
-  const std::string full = isFullPath(path) ? path : format("%s/%s", C(getCwd()), C(path));
-  std::list<std::string> components;
-  split(justifyPath(full).c_str(), "/", components, 0);
-
-  std::list<std::string> kept;
-  bool first = true;
-  for (const std::string& component : components) {
-    const bool rootMarker = first && component.empty();
-    first = false;
+  const std::string full = isFullPath(path.c_str()) ? path : format("%s/%s", C(getCwd()), C(path));
+  // The components that are kept, with a slash between neighbours; an empty first one stands for
+  // the root.
+  std::string result;
+  size_t kept = 0;
+  for (size_t begin = 0; begin <= full.size();) {
+    const size_t end = std::min(full.find('/', begin), full.size());
+    const std::string_view component(full.data() + begin, end - begin);
+    const bool rootMarker = begin == 0 && component.empty();
+    begin = end + 1;
     if (component == "..") {
       // Deliberately takes the root marker as well.
-      if (!kept.empty()) kept.pop_back();
+      if (kept > 0) result.resize(--kept == 0 ? 0 : result.rfind('/'));
     } else if (rootMarker || (!component.empty() && component != ".")) {
-      kept.push_back(component);
+      if (kept++ > 0) result += '/';
+      result += component;
     }
   }
-  std::string result = join(kept, "/");
   kSource.trace(477, "getCanonicalPath():%s,%s", C(path), C(result));
   return result;
 }
@@ -437,25 +443,44 @@ bool isAdmin() { return getuid() == 0; }
 
 namespace {
 
-bool isSpace(char c) { return isspace(static_cast<unsigned char>(c)) != 0; }
+// What `isspace` and its like say of every character, in one table for a loop.
+class CharacterKinds {
+ public:
+  bool isSpace(char c) const { return has(c, _ISspace); }
+  bool isName(char c) const { return has(c, _ISalnum) || c == '_'; }
 
-bool isNameCharacter(char c) { return isalnum(static_cast<unsigned char>(c)) != 0 || c == '_'; }
+ private:
+  bool has(char c, int kind) const { return (m_kinds[static_cast<unsigned char>(c)] & kind) != 0; }
+
+  const unsigned short* m_kinds = *__ctype_b_loc();
+};
+
+// The first character that is no white space.
+template <class Iterator>
+Iterator skipSpace(Iterator begin, Iterator end) {
+  const CharacterKinds kinds;
+  return std::find_if_not(begin, end, [&](char c) { return kinds.isSpace(c); });
+}
 
 }  // namespace
 
 void trim(char* text) {
   if (text == nullptr) return;
-  const char* begin = text;
-  while (isSpace(*begin)) ++begin;
-  size_t length = strlen(begin);
-  if (begin != text) memmove(text, begin, length + 1);
-  while (length > 0 && isSpace(text[length - 1])) text[--length] = '\0';
+  using Backwards = std::reverse_iterator<char*>;
+  char* end = text + strlen(text);
+  char* begin = skipSpace(text, end);
+  const char* inkEnd = skipSpace(Backwards(end), Backwards(begin)).base();
+  const auto length = static_cast<size_t>(inkEnd - begin);
+  if (begin != text) {
+    memmove(text, begin, length);
+    end -= begin - text - 1;  // the zero byte moves as well
+  }
+  std::fill(text + length, end, '\0');
 }
 
 char* trim(std::string& text) {
-  const auto isInk = [](char c) { return !isSpace(c); };
-  text.erase(text.begin(), std::find_if(text.begin(), text.end(), isInk));
-  text.erase(std::find_if(text.rbegin(), text.rend(), isInk).base(), text.end());
+  text.erase(skipSpace(text.rbegin(), text.rend()).base(), text.end());
+  text.erase(text.begin(), skipSpace(text.begin(), text.end()));
   return text.data();
 }
 
@@ -511,26 +536,48 @@ int splitKeyVal(const char* line, std::string& key, std::string& value) {
   return 1;
 }
 
-std::string quoteEsc(const char* text, char quote) {
-  std::string escaped;
-  for (const char* c = text; *c != '\0'; ++c) {
-    if (*c == quote) escaped += quote;
-    escaped += *c;
+namespace {
+
+// `text` with `mark` before each character that is `marked`.
+template <class Marked>
+std::string putMarks(const char* text, char mark, Marked marked) {
+  std::string result;
+  const char* const end = text + strlen(text);
+  result.reserve(static_cast<size_t>(end - text) * 5 / 4);
+  for (const char* begin = text;; begin = text++) {
+    text = std::find_if(text, end, marked);
+    result.append(begin, text);
+    if (text == end) return result;
+    result += mark;
   }
-  return escaped;
+}
+
+// A set of characters.
+class CharacterSet {
+ public:
+  constexpr explicit CharacterSet(const char* members) {
+    for (; *members != '\0'; ++members) m_holds[static_cast<unsigned char>(*members)] = true;
+  }
+  constexpr bool holds(char c) const { return m_holds[static_cast<unsigned char>(c)]; }
+
+ private:
+  bool m_holds[UCHAR_MAX + 1] = {};
+};
+
+}  // namespace
+
+std::string quoteEsc(const char* text, char quote) {
+  return putMarks(text, quote, [=](char c) { return c == quote; });
 }
 
 std::string quoteEsc(std::string text, char quote) { return quoteEsc(text.c_str(), quote); }
 
 std::string shellEsc(const char* text, int wild) {
   // Deliberately without the semicolon, "!", "~", "=" and the line feed.
-  const char* const special = wild != 0 ? "\"'\t ()|<>&#^`{}$\\*?[]" : "\"'\t ()|<>&#^`{}$\\";
-  std::string escaped;
-  for (const char* c = text; *c != '\0'; ++c) {
-    if (strchr(special, *c) != nullptr) escaped += '\\';
-    escaped += *c;
-  }
-  return escaped;
+  static constexpr CharacterSet kSpecial("\"'\t ()|<>&#^`{}$\\");
+  static constexpr CharacterSet kSpecialOrWild("\"'\t ()|<>&#^`{}$\\*?[]");
+  const CharacterSet& special = wild != 0 ? kSpecialOrWild : kSpecial;
+  return putMarks(text, '\\', [&](char c) { return special.holds(c); });
 }
 
 std::string shellEsc(const std::string& text, int wild) { return shellEsc(text.c_str(), wild); }
@@ -618,25 +665,29 @@ std::string getEnvValue(const char* name) {
 std::string replaceEnvValue(const char* text) {
   std::string result;
   if (text == nullptr) return result;
-  while (*text != '\0') {
+  const CharacterKinds kinds;
+  for (;;) {
+    const size_t plain = strcspn(text, "$%");
+    result.append(text, plain);
+    text += plain;
+    if (*text == '\0') return result;
+
+    const char* const begin = text + 1;
+    const char* end = begin;
     if (*text == '$') {
-      const char* end = text + 1;
-      while (isNameCharacter(*end)) ++end;
-      const std::string name(text + 1, end);
-      result += name.empty() ? "$" : getEnvValue(name.c_str());
-      text = end;
-    } else if (*text == '%') {
-      const char* end = strchr(text + 1, '%');
+      while (kinds.isName(*end)) ++end;
+    } else {
+      end = strchr(begin, '%');
       // A reference that is not closed stays as it is.
       if (end == nullptr) return result + text;
-      const std::string name(text + 1, end);
-      result += name.empty() ? "%" : getEnvValue(name.c_str());
-      text = end + 1;
-    } else {
-      result += *text++;
     }
+    if (begin == end) {
+      result += *text;
+    } else if (const char* value = getenv(std::string(begin, end).c_str())) {
+      result += value;
+    }
+    text = *text == '$' ? end : end + 1;
   }
-  return result;
 }
 
 const char* lookupString(const std::map<std::string, std::string>& table, const char* key) {
@@ -666,28 +717,36 @@ std::string vformat(const char* fmt, va_list args) {
     return length;
   };
 
-  char stack[kTextBytes] = "";
+  char stack[kStackBytes];
+  *stack = '\0';
   int length = print(stack, sizeof stack);
   // A rejected format has a negative length and never makes the buffer grow.
+  if (length < 0) stack[kTextBytes - 1] = '\0';
   if (length < 0) return stack;
-  if (static_cast<size_t>(length) < sizeof stack)
+  if (static_cast<size_t>(length) < kTextBytes)
     return std::string(stack, static_cast<size_t>(length));
 
-  std::string text;
-  for (size_t size = 2 * sizeof stack;; size *= 2) {
-    std::string larger;
+  // The doubled size that the text needs; when there is no memory for it, what the largest one that
+  // there is room for holds.
+  size_t size = 2 * kTextBytes;
+  while (size <= static_cast<size_t>(length)) size *= 2;
+  for (; size > kTextBytes; size /= 2) {
+    std::string text;
     try {
-      larger.resize(size);
+      text.resize(size);
     } catch (const std::bad_alloc&) {
-      // What there is so far, cut.
-      return text.empty() ? stack : text;
+      continue;
     }
-    length = print(larger.data(), size);
-    const bool fits = static_cast<size_t>(length) < size;
-    larger.resize(fits ? static_cast<size_t>(length) : size - 1);
-    if (fits) return larger;
-    text.swap(larger);
+    const size_t kept = std::min(static_cast<size_t>(length), size - 1);
+    if (kept < sizeof stack) {
+      text.assign(stack, kept);
+    } else {
+      print(text.data(), size);
+      text.resize(kept);
+    }
+    return text;
   }
+  return std::string(stack, kTextBytes - 1);
 }
 
 // ---- File trees ----------------------------------------------------------------------------
@@ -746,7 +805,8 @@ int makeDir(std::string path, int recursive) {
   if (recursive != 1) return mkdir(path.c_str(), kDirectoryMode);
 
   std::list<std::string> components;
-  split(eraseLastSlash(path.c_str()).c_str() + 1, "/", components, 0);
+  split(eraseLastSlash(path.c_str()).c_str(), "/", components, 0);
+  components.pop_front();
   std::string prefix;
   for (const std::string& component : components) {
     prefix += "/" + component;
@@ -923,11 +983,13 @@ int getFreeSize(const char* path) {
   if (output == nullptr) return -1;
 
   PieceReader reader(fileno(output));
-  char line[kPieceBytes];
+  std::string_view line;
   // The first line is the heading.
   const bool found = reader.next(line) && reader.next(line);
   pclose(output);
-  return found ? static_cast<int>(strtol(line + strcspn(line, " \t"), nullptr, 10)) : -1;
+  if (!found) return -1;
+  line.remove_prefix(std::min(line.find_first_of(" \t"), line.size()));
+  return static_cast<int>(strtol(std::string(line).c_str(), nullptr, 10));
 }
 
 long long getFileSize(const char* file) {

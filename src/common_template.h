@@ -5,10 +5,13 @@
 
 #include <dirent.h>
 
+#include <algorithm>
 #include <cstring>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <utility>
+#include <vector>
 
 #include "LogLine.h"
 #include "common.h"
@@ -18,23 +21,35 @@ namespace common_template {
 /// These templates as their log lines name them.
 inline constexpr LogSource kSource("common_template");
 
-/// `split` for any sequence of strings with push_back and size; nothing is logged.
+/// Makes room in a vector for all fields of `text`; other sequences need none.
+template <class Item>
+void makeRoom(std::vector<Item>& fields, std::string_view text, std::string_view delim) {
+  if (delim.empty()) return;
+  const auto delims = std::count(text.begin(), text.end(), delim.front());
+  fields.reserve(static_cast<size_t>(delims) + 1);
+}
+/// Does nothing.
 template <class Sequence>
-int splitInto(const std::string& text, const std::string& delim, Sequence& out, int count) {
+void makeRoom(Sequence&, std::string_view, std::string_view) {}
+
+/// `split` for any sequence of strings with emplace_back and size; nothing is logged.
+template <class Sequence>
+int splitInto(std::string_view text, std::string_view delim, Sequence& out, int count) {
   using Size = typename Sequence::size_type;
   const bool limited = count > 1;
   const Size limit = limited ? static_cast<Size>(count) : 0;
   Sequence fields;
-  std::string::size_type begin = 0;
+  makeRoom(fields, text, delim);
+  std::string_view::size_type begin = 0;
   for (;;) {
     const bool last = limited && fields.size() == limit - 1;
-    const auto end = last || delim.empty() ? std::string::npos : text.find(delim, begin);
-    if (end == std::string::npos) break;
-    fields.push_back(text.substr(begin, end - begin));
+    const auto end = last || delim.empty() ? std::string_view::npos : text.find(delim, begin);
+    if (end == std::string_view::npos) break;
+    fields.emplace_back(text.substr(begin, end - begin));
     begin = end + delim.size();
   }
-  fields.push_back(text.substr(begin));
-  while (limited && fields.size() < limit) fields.push_back(std::string());
+  fields.emplace_back(text.substr(begin));
+  while (limited && fields.size() < limit) fields.emplace_back();
   out = std::move(fields);
   return static_cast<int>(out.size());
 }
@@ -73,12 +88,19 @@ std::string join(const Container& items, const char* separator) {
     common_template::kSource.invalidParam(88);
     return std::string();
   }
-  std::string text;
+  const std::string_view between(separator);
+  size_t length = 0;
+  for (const auto& item : items) length += std::string_view(item).size() + between.size();
+  if (length == 0) return std::string();
+
+  std::string text(length - between.size(), '\0');
+  char* end = text.data();
+  const auto append = [&end](std::string_view piece) { end += piece.copy(end, piece.size()); };
   bool first = true;
   for (const auto& item : items) {
-    if (!first) text += separator;
+    if (!first) append(between);
     first = false;
-    text += item;
+    append(item);
   }
   return text;
 }

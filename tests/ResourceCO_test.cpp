@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <string>
+
 #include "Slots.h"
 
 namespace {
@@ -85,6 +87,23 @@ TEST(ResourceCO, LookUpsEnterWhatIsNotThere) {
   EXPECT_STREQ(index.getText(kNull), "");
   EXPECT_STREQ(index.getTextOrg(kNull), "");
   EXPECT_EQ(index.byId.size(), 277u);
+}
+
+TEST(ResourceCO, EntriesThatHaveBeenAskedForMayBeChanged) {
+  Index index(gMsgTable);
+  for (const char* text : {"Sent", "sent at last"}) {
+    index.byNumber[273] = text;
+    index.byId["MXL13000I"] = text;
+    for (int times = 0; times < 2; ++times) {
+      EXPECT_EQ(index.getTextOrg(273), text);
+      EXPECT_EQ(index.getTextOrg("MXL13000I"), index.byId.at("MXL13000I").c_str());
+      EXPECT_STREQ(index.getTextOrg(std::string("MXL13000I").c_str()), text);
+      EXPECT_STREQ(index.getTextOrg(9999), "");
+      EXPECT_STREQ(index.getTextOrg("MXL99999E"), "");
+    }
+  }
+  EXPECT_EQ(index.byNumber.size(), 276u);
+  EXPECT_EQ(index.byId.size(), 276u);
 }
 
 TEST(ResourceCO, TextsByIdAreCopies) {
