@@ -1,0 +1,108 @@
+#!/bin/sh
+# Measures the library and the command beside what a user would pick instead: installs what that
+# needs, builds, runs everything in one go, and writes the table into bench/README.md, which it
+# prints last.
+set -eu
+
+usage="usage: bench.sh [REPETITIONS]     10 when not given, which takes about half an hour"
+case ${1:-} in
+  -h)
+    echo "$usage"
+    exit 0
+    ;;
+  --inside) ;;
+  *[!0-9]*)
+    echo "$usage" >&2
+    exit 2
+    ;;
+esac
+
+top=$(cd "$(dirname "$0")/.." && pwd)
+build=$top/build/bench
+
+# ---- In mounts of its own --------------------------------------------------------------------
+
+# How often an operation is run for its system calls and instructions: what more runs cost more, by
+# the number of those runs.
+further_runs() {
+  case $1 in
+    execGetLines* | scsend* | get* | removeFiles* | CEnvConf*) echo 1 ;;
+    *) echo 10 ;;
+  esac
+}
+
+system_calls() {
+  strace -f -c -o "$results/strace" "$build/moxel_bench" --once "$1" "$2" >/dev/null 2>&1
+  awk '$NF == "total" { print $4 }' "$results/strace"
+}
+
+instructions() {
+  valgrind --tool=callgrind --callgrind-out-file=/dev/null --log-file="$results/callgrind" \
+    "$build/moxel_bench" --once "$1" "$2" >/dev/null 2>&1
+  awk '/Collected/ { print $NF }' "$results/callgrind"
+}
+
+# What one run more costs: WHAT NAME, where WHAT is one of the two functions above.
+each() {
+  more=$(further_runs "$2")
+  few=$("$1" "$2" 1)
+  many=$("$1" "$2" $((1 + more)))
+  echo $(((many - few) / more))
+}
+
+if [ "${1:-}" = --inside ]; then
+  results=$2
+  mount -t tmpfs -o mode=0755 moxel-opt /opt
+  mount -t tmpfs -o mode=0755 moxel-log /var/log
+  mkdir -p /opt/kardo/moxel/bin /opt/ZQRNvek/lib /var/log/kardo/moxel/log
+  install -m 755 "$build/scsend" /opt/kardo/moxel/bin
+  install -m 755 "$build/bench_popen" /opt/kardo/moxel/bin/popen
+  install -m 644 "$build/libvekcom.so.2.0" /opt/ZQRNvek/lib
+  MOXEL_LOG=/var/log/kardo/moxel/log/moxel.log
+  LD_LIBRARY_PATH=/opt/ZQRNvek/lib
+  export MOXEL_LOG LD_LIBRARY_PATH
+
+  "$build/moxel_bench" --benchmark_repetitions="$3" --benchmark_enable_random_interleaving=true \
+    --benchmark_min_time=0.02 --benchmark_report_aggregates_only=true \
+    --benchmark_out="$results/times.json" --benchmark_out_format=json >/dev/null
+
+  "$build/moxel_bench" --list >"$results/list"
+  while IFS="$(printf '\t')" read -r row who sizes; do
+    name=$row/$who/${sizes%% *}
+    # Its system calls are those of one line, of which there are many.
+    [ "$row" != "ilog from processes" ] || continue
+    printf '%s\t%s\t%s\t%s\n' "$row" "$who" "$(each system_calls "$name" </dev/null)" \
+      "$(each instructions "$name" </dev/null)"
+  done <"$results/list" >"$results/counts"
+
+  for name in scsend/moxel/1 scsend/popen/1 "execGetLines of MB/moxel/200" \
+    "execGetLines of MB/list alone/200"; do
+    printf '%s\t%s\n' "$name" "$("$build/moxel_bench" --once "$name" 1 2>&1 >/dev/null)"
+  done >"$results/peaks"
+
+  # The command's start and end, without a child.
+  VEKCOM_STATUS=0x10000 valgrind --tool=callgrind --callgrind-out-file=/dev/null \
+    --log-file="$results/callgrind" /opt/kardo/moxel/bin/scsend >/dev/null 2>&1 || true
+  awk '/Collected/ { print $NF }' "$results/callgrind" >"$results/start"
+  exit 0
+fi
+
+# ---- Set-up ----------------------------------------------------------------------------------
+
+cd "$top"
+sh scripts/packages.sh cmake ninja-build gettext g++ gcc libc-bin util-linux strace valgrind python3 \
+  gnuplot-nox libbenchmark-dev libabsl-dev libboost-dev libboost-filesystem-dev libboost-regex-dev \
+  libfmt-dev libspdlog-dev libinih-dev
+cmake -S . -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Release -DBUILD_TESTING=OFF \
+  -DMOXEL_BENCH=ON >/dev/null
+cmake --build "$build" --target moxel_bench bench_popen scsend vekcom_substitute >/dev/null
+
+results=$build/results
+mkdir -p "$results"
+namespaces="--mount --ipc"
+[ "$(id -u)" = 0 ] || namespaces="--user --map-root-user $namespaces"
+# shellcheck disable=SC2086 # a list of options
+unshare $namespaces sh bench/bench.sh --inside "$results" "${1:-10}"
+
+python3 bench/report.py "$results" bench/README.md bench/growth.svg
+cat bench/README.md

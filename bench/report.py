@@ -1,0 +1,232 @@
+#!/usr/bin/env python3
+"""Puts the figures of bench.sh into the table of README.md and draws how cost grows.
+
+usage: report.py RESULTS README SVG
+RESULTS is the directory that bench.sh filled; the table goes between the two marks of the README.
+"""
+
+import json
+import math
+import os
+import platform
+import re
+import subprocess
+import sys
+from collections import OrderedDict
+
+BEGIN = "<!-- what bench.sh measured -->\n"
+END = "<!-- end of what bench.sh measured -->\n"
+
+# What a row's time may be of the other's; "fastest" stands for the fastest of all others but the
+# floor.
+GOALS = {
+    "scsend": {"popen": 1.3},
+    "execGetLines of echo": {"floor": 1.1},
+    "execGetLines of MB": {"getline": 1 / 1.5},
+    "ilog": {"floor": 1.1, "spdlog": 1.0},
+    "1000 tlog, trace off": {"empty call": 2.0},
+    "getFileList, flat": {"filesystem": 1.0, "fts": 1.0},
+    "getTotalFileSize, flat": {"filesystem": 1.0, "fts": 1.0, "du": 1.0},
+    "getTotalFileSize, deep": {"filesystem": 1.0, "fts": 1.0, "du": 1.0},
+    "removeFiles": {"rm": 3.0},
+    "1000 texts by ID": {"unordered_map": 1.5},
+    "1000 texts by number": {"unordered_map": 1.5},
+}
+for _row in ("split into vector", "split into list", "join", "trim", "trim in a buffer", "shellEsc",
+             "quoteEsc", "replaceEnvValue", "matchWild", "justifyPath", "getCanonicalPath",
+             "format", "commas"):
+    GOALS[_row] = {"fastest": 1.0}
+# Rows whose goal is for the largest size; for all others it is for each size.
+LARGEST_ONLY = {"execGetLines of MB", "getFileList, flat", "getTotalFileSize, flat",
+                "getTotalFileSize, deep", "removeFiles"}
+ONE_SIZE = {"scsend": 0}
+# Measurements within this factor of each other count as the same.
+TOLERANCE = 1.05
+
+
+def read_times(path, order):
+    """Row -> who -> size -> median in nanoseconds, in the order of the benchmark's own list."""
+    units = {"ns": 1, "us": 1e3, "ms": 1e6, "s": 1e9}
+    medians = {}
+    with open(path) as file:
+        for run in json.load(file)["benchmarks"]:
+            if run.get("aggregate_name") != "median":
+                continue
+            row, who, size = run["run_name"].split("/")[:3]
+            medians[row, who, int(size)] = run["real_time"] * units[run["time_unit"]]
+    rows = OrderedDict()
+    for row, who, sizes in order:
+        rows.setdefault(row, OrderedDict())[who] = OrderedDict(
+            (int(size), medians[row, who, int(size)]) for size in sizes.split())
+    return rows
+
+
+def read_table(path):
+    with open(path) as file:
+        return [line.rstrip("\n").split("\t") for line in file]
+
+
+def exponent(costs):
+    """The slope that fits the logarithms of size and cost best."""
+    points = [(math.log(size), math.log(cost)) for size, cost in costs.items()]
+    count = len(points)
+    if count < 2:
+        return None
+    mean_x = sum(x for x, _ in points) / count
+    mean_y = sum(y for _, y in points) / count
+    return (sum((x - mean_x) * (y - mean_y) for x, y in points) /
+            sum((x - mean_x) ** 2 for x, _ in points))
+
+
+def ratio(text):
+    return f"{text:.2f}"
+
+
+def verdict(row, who, ratios):
+    """The goal and whether it is reached, of the ratios by size."""
+    goals = GOALS.get(row, {})
+    if who not in goals:
+        return "", ""
+    looked_at = list(ratios.values())
+    if row in LARGEST_ONLY:
+        looked_at = looked_at[-1:]
+    if row in ONE_SIZE:
+        looked_at = looked_at[:1]
+    goal = goals[who]
+    return f"{goal:.2g}", "yes" if all(r <= goal * TOLERANCE for r in looked_at) else "**no**"
+
+
+def with_fastest(others):
+    """At each size the time of the fastest other one that is not the floor."""
+    fastest = OrderedDict()
+    for who, costs in others.items():
+        if who == "floor":
+            continue
+        for size, cost in costs.items():
+            fastest[size] = min(cost, fastest.get(size, math.inf))
+    return fastest
+
+
+def table(rows, counts):
+    lines = ["| what | sizes | against | time, as a ratio at each size | goal | reached | "
+             "grows with | system calls | instructions |",
+             "|---|---|---|---|---|---|---|---|---|"]
+    for row, all_costs in rows.items():
+        own = all_costs["moxel"]
+        others = OrderedDict((who, costs) for who, costs in all_costs.items()
+                             if who != "moxel" and who != "list alone")
+        if "fastest" in GOALS.get(row, {}):
+            others["fastest"] = with_fastest(others)
+        sizes = ", ".join(str(size) for size in own)
+        own_exponent = exponent(own)
+        if not others:
+            lines.append(f"| {row} | {sizes} | | {own[next(iter(own))] / 1000:.1f} µs | | | | "
+                         f"{counts[row, 'moxel'][0]} | {counts[row, 'moxel'][1]:,} |")
+        for who, costs in others.items():
+            ratios = OrderedDict((size, own[size] / costs[size]) for size in own)
+            goal, reached = verdict(row, who, ratios)
+            growth = f"{own_exponent:.2f} : {exponent(costs):.2f}"
+            calls = instructions = ""
+            if (row, who) in counts:
+                pair = list(zip(counts[row, "moxel"], counts[row, who]))
+                calls = f"{pair[0][0]} : {pair[0][1]}"
+                instructions = f"{pair[1][0]:,} : {pair[1][1]:,}"
+            lines.append(f"| {row} | {sizes} | {who} | "
+                         f"{' · '.join(ratio(r) for r in ratios.values())} | {goal} | {reached} | "
+                         f"{growth} | {calls} | {instructions} |")
+    return lines
+
+
+def further(rows, peaks, start):
+    """The goals that are no ratio of times."""
+    own_peaks = {name: [int(kb) for kb in text.split()[-2:]] for name, text in peaks}
+    lines = ["", "| what | measured | goal | reached |", "|---|---|---|---|"]
+
+    def line(what, measured, goal, reached):
+        lines.append(f"| {what} | {measured} | {goal} | {'yes' if reached else '**no**'} |")
+
+    line("`scsend` without a child, instructions", f"{start:,}", "400,000", start < 400000)
+    command = own_peaks["scsend/moxel/1"][1]
+    program = own_peaks["scsend/popen/1"][1]
+    line("peak of memory of `scsend`, beside popen's", f"{command} KB : {program} KB = "
+         f"{command / program:.2f}", "1.5", command <= 1.5 * program)
+    filled = own_peaks["execGetLines of MB/moxel/200"][0]
+    alone = own_peaks["execGetLines of MB/list alone/200"][0]
+    line("peak of memory of `execGetLines` of 200 MB, above the list's own",
+         f"{filled - alone} KB", "1024 KB", filled - alone <= 1024)
+    processes = rows["ilog from processes"]["moxel"]
+    kept = processes[2] / processes[64]
+    line("lines a second of 64 processes that log, beside those of 2", f"{kept:.0%}", "80 %",
+         kept >= 0.8)
+    removal = rows["removeFiles"]["moxel"]
+    sizes = list(removal)
+    flat = (removal[sizes[-1]] / sizes[-1]) / (removal[sizes[0]] / sizes[0])
+    line("cost of `removeFiles` for each entry, 100,000 beside 1,000", f"{flat:.2f}", "flat",
+         flat <= 1.1)
+    return lines
+
+
+def bridge_line(counts):
+    start = counts["start of the gettext bridge", "moxel"][1]
+    return (f"| start of the gettext bridge, instructions | {start:,} | 300,000, some 100 µs | "
+            f"{'yes' if start < 300000 else '**no**'} |")
+
+
+def machine():
+    model = "a processor"
+    with open("/proc/cpuinfo") as file:
+        found = re.search(r"model name\s*:\s*(.*)", file.read())
+        if found:
+            model = found.group(1)
+    compiler = subprocess.run(["g++", "--version"], capture_output=True, text=True, check=True)
+    return (f"{os.cpu_count()} × {model}, Linux {platform.release()}, "
+            f"{platform.libc_ver()[0]} {platform.libc_ver()[1]}, {compiler.stdout.splitlines()[0]}")
+
+
+def draw(rows, svg):
+    """One plot for each row whose cost grows, by gnuplot."""
+    growing = [row for row in rows if len(rows[row]["moxel"]) > 2 and
+               row != "ilog from processes" and
+               any(exponent(costs) > 0.1 for costs in rows[row].values())]
+    columns = 4
+    height = math.ceil(len(growing) / columns)
+    script = [f"set terminal svg size 1200,{260 * height} font 'sans,10' background 'white'",
+              f"set output '{svg}'", f"set multiplot layout {height},{columns}",
+              "set logscale xy", "set key left top font ',8' samplen 1", "set format x '10^{%T}'",
+              "set format y '%.0s %cs'", "set xtics font ',8'", "set ytics font ',8'"]
+    for row in growing:
+        script.append(f"set title '{row}'")
+        plots = []
+        for index, (who, costs) in enumerate(rows[row].items()):
+            script.append(f"$data{index} << end")
+            script += [f"{size} {cost / 1e9}" for size, cost in costs.items()]
+            script.append("end")
+            width = 3 if who == "moxel" else 1
+            plots.append(f"$data{index} with linespoints linewidth {width} title '{who}'")
+        script.append("plot " + ", ".join(plots))
+    subprocess.run(["gnuplot"], input="\n".join(script) + "\n", text=True, check=True)
+
+
+def main():
+    results, readme, svg = sys.argv[1:4]
+    rows = read_times(os.path.join(results, "times.json"),
+                      read_table(os.path.join(results, "list")))
+    counts = {(row, who): (int(calls), int(instructions)) for row, who, calls, instructions in
+              read_table(os.path.join(results, "counts"))}
+    with open(os.path.join(results, "start")) as file:
+        start = int(file.read().replace(",", ""))
+    lines = [machine() + ".", ""]
+    lines += table(rows, counts)
+    lines += further(rows, read_table(os.path.join(results, "peaks")), start)
+    lines.append(bridge_line(counts))
+    with open(readme) as file:
+        text = file.read()
+    before, _, rest = text.partition(BEGIN)
+    _, _, after = rest.partition(END)
+    with open(readme, "w") as file:
+        file.write(before + BEGIN + "\n" + "\n".join(lines) + "\n\n" + END + after)
+    draw(rows, svg)
+
+
+if __name__ == "__main__":
+    main()
