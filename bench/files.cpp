@@ -128,18 +128,17 @@ long long totalByDu(const std::string& tree) {
   return std::atoll(line);
 }
 
-// The system calls alone: each directory is read, each file's status asked for by its whole name.
+// The system calls alone: each directory is read, each file's status asked for.
 void statAll(const std::string& dir) {
   struct stat status = {};
   std::list<std::string> below;
   DIR* stream = opendir(dir.c_str());
   while (const dirent* entry = readdir(stream)) {
     if (entry->d_name[0] == '.') continue;
-    const std::string name = dir + "/" + entry->d_name;
     if (entry->d_type == DT_DIR) {
-      below.push_back(name);
+      below.push_back(dir + "/" + entry->d_name);
     } else {
-      keep(stat(name.c_str(), &status));
+      keep(fstatat(dirfd(stream), entry->d_name, &status, 0));
     }
   }
   closedir(stream);

@@ -892,14 +892,18 @@ void reportSizeError(const char* file) {
   gLog.ilog("get file size error(%s,%s)", file, strerror(errno));
 }
 
+void reportNotCounted(const std::string& path) {
+  reportSizeError(path.c_str());
+  kSource.trace(169, "getFileSize():reurned %lld , %s", -1LL, C(path));
+}
+
 bool addBelow(std::string dir, long long& total);
 
 // Adds what one path counts, by one system call.
 void addPath(const std::string& path, bool recursive, long long& total) {
   struct stat status = {};
   if (stat(path.c_str(), &status) != 0) {
-    reportSizeError(path.c_str());
-    kSource.trace(169, "getFileSize():reurned %lld , %s", -1LL, C(path));
+    reportNotCounted(path);
   } else if ((status.st_mode & kDirectoryBit) == 0) {
     total += status.st_size;
   } else if (recursive) {
@@ -907,31 +911,48 @@ void addPath(const std::string& path, bool recursive, long long& total) {
   }
 }
 
-// Adds what is below a directory, in the order of its entries; false when it cannot be opened. It
-// is closed again before its entries are walked, so that no depth takes descriptors.
+// Adds what is below a directory, by one system call for each file, and reports in the order of the
+// entries; false when it cannot be opened.
 bool addBelow(std::string dir, long long& total) {
   while (!dir.empty() && dir.back() == '/') dir.pop_back();
   common_template::Directory directory(opendir(dir.c_str()));
   if (directory == nullptr) return false;
+  dir += '/';
 
-  // Each entry as its type, its name and a zero byte.
-  std::string entries;
+  // What is walked or reported when the directory is closed again, so that no depth takes
+  // descriptors.
+  struct Rest {
+    std::string path;
+    int error;
+  };
+  std::vector<Rest> rest;
   while (const dirent* entry = readdir(directory.get())) {
-    if (strcmp(entry->d_name, ".") == 0 || strcmp(entry->d_name, "..") == 0) continue;
-    entries += static_cast<char>(entry->d_type);
-    entries.append(entry->d_name, strlen(entry->d_name) + 1);
+    const std::string_view name = entry->d_name;
+    if (name == "." || name == "..") continue;
+    struct stat status = {};
+    int error = 0;
+    if (entry->d_type == DT_DIR) {
+      status.st_mode = kDirectoryBit;
+    } else if (dir.size() + name.size() >= PATH_MAX) {
+      error = ENAMETOOLONG;
+    } else if (fstatat(dirfd(directory.get()), entry->d_name, &status, 0) != 0) {
+      error = errno;
+    }
+    if (error == 0 && (status.st_mode & kDirectoryBit) == 0) {
+      total += status.st_size;
+    } else {
+      rest.push_back({dir + entry->d_name, error});
+    }
   }
   directory.reset();
 
-  std::string path = dir + "/";
-  const size_t nameAt = path.size();
-  for (size_t at = 0; at < entries.size();) {
-    const char type = entries[at];
-    const char* name = entries.c_str() + at + 1;
-    at += strlen(name) + 2;
-    path.resize(nameAt);
-    path += name;
-    if (type != DT_DIR || !addBelow(path, total)) addPath(path, true, total);
+  for (const Rest& entry : rest) {
+    if (entry.error != 0) {
+      errno = entry.error;
+      reportNotCounted(entry.path);
+    } else if (!addBelow(entry.path, total)) {
+      addPath(entry.path, true, total);
+    }
   }
   return true;
 }

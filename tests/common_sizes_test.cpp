@@ -10,6 +10,7 @@
 #include "Process.h"
 #include "Scratch.h"
 #include "common.h"
+#include "common_template.h"
 
 namespace {
 
@@ -144,6 +145,44 @@ TEST_F(Sizes, TotalOfADeepTreeTakesFewDescriptors) {
     return getTotalFileSize({dir}, 1) == 5 ? 0 : 1;
   });
   EXPECT_EQ(exitCode(status), 0);
+}
+
+TEST_F(Sizes, TotalPassesOverNamesThatAreTooLongToBeExamined) {
+  const int status = inChild([&] {
+    if (chdir(dir.c_str()) != 0) return 1;
+    std::string path = dir;
+    const std::string name(250, 'd');
+    while (path.size() + name.size() + 1 < 4090) {
+      if (mkdir(name.c_str(), 0700) != 0 || chdir(name.c_str()) != 0) return 2;
+      path += "/" + name;
+    }
+    const size_t left = 4095 - path.size() - 1;
+    writeFile(std::string(left, 'l'), "22");
+    writeFile(std::string(left + 1, 't'), "1");
+    return getTotalFileSize({dir}, 1) == 2 ? 0 : 3;
+  });
+  EXPECT_EQ(exitCode(status), 0);
+  const Lines lines = logged();
+  ASSERT_EQ(lines.size(), 1u);
+  EXPECT_EQ(lines[0].rfind("get file size error(" + dir + "/d", 0), 0u);
+  EXPECT_EQ(lines[0].substr(lines[0].size() - 21), "t,File name too long)");
+}
+
+TEST_F(Sizes, TotalReportsInTheOrderOfTheEntries) {
+  for (const char* name : {"/a", "/b", "/c"}) {
+    ASSERT_EQ(makeDir(dir + name, 1), 0);
+    ASSERT_EQ(symlink("missing", (dir + name + "/dangling").c_str()), 0);
+    ASSERT_EQ(symlink("missing", (dir + name + "2").c_str()), 0);
+  }
+  EXPECT_EQ(getTotalFileSize({dir}, 1), 0);
+  List entries;
+  ASSERT_EQ(getFileList(entries, dir.c_str(), 1, 1, 0), 6);
+  Lines expected;
+  for (const std::string& entry : entries) {
+    const std::string name = entry.back() == '2' ? entry : entry + "/dangling";
+    expected.push_back("get file size error(" + name + ",No such file or directory)");
+  }
+  EXPECT_EQ(logged(), expected);
 }
 
 TEST_F(Sizes, TotalOfManyFiles) {

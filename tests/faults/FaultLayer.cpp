@@ -40,6 +40,7 @@ enum Function {
   kFopen,
   kFork,
   kFstat,
+  kFstatat,
   kFtok,
   kFtruncate,
   kGetcwd,
@@ -112,6 +113,7 @@ constexpr Row kRows[] = {
     {"fopen", kFopen, EMFILE},
     {"fork", kFork, EAGAIN},
     {"fstat", kFstat, EOVERFLOW},
+    {"fstatat", kFstatat, EACCES},
     {"ftok", kFtok, ENOENT},
     {"ftruncate", kFtruncate, EIO},
     {"getcwd", kGetcwd, ENOENT},
@@ -236,6 +238,8 @@ WRAP(char*, fgets, (char* line, int size, FILE* file), (line, size, file), kFget
 WRAP(FILE*, fopen, (const char* path, const char* mode), (path, mode), kFopen, nullptr)
 WRAP(pid_t, fork, (), (), kFork, -1)
 WRAP(int, fstat, (int number, struct stat* status), (number, status), kFstat, -1)
+WRAP(int, fstatat, (int number, const char* path, struct stat* status, int flags),
+     (number, path, status, flags), kFstatat, -1)
 WRAP(key_t, ftok, (const char* path, int project), (path, project), kFtok, -1)
 WRAP(int, ftruncate, (int number, off_t length), (number, length), kFtruncate, -1)
 WRAP(char*, getcwd, (char* buffer, size_t size), (buffer, size), kGetcwd, nullptr)

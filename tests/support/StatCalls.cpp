@@ -14,4 +14,11 @@ int __wrap_stat(const char* path, struct stat* status) {
   if (beforeStat) beforeStat(path);
   return __real_stat(path, status);
 }
+
+int __real_fstatat(int directory, const char* path, struct stat* status, int flags);
+
+int __wrap_fstatat(int directory, const char* path, struct stat* status, int flags) {
+  ++statCalls;
+  return __real_fstatat(directory, path, status, flags);
+}
 }
