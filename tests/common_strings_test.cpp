@@ -382,7 +382,8 @@ TEST_F(Strings, Format) {
   EXPECT_EQ(format("plain"), "plain");
   EXPECT_EQ(format("%d %s %5.1f %%", 3, "x", 2.25), "3 x   2.2 %");
   EXPECT_EQ(format("%s", ""), "");
-  for (const size_t length : {1022, 1023, 1024, 1025, 2047, 2048, 2049, 4096, 100000}) {
+  for (const size_t length :
+       {1022, 1023, 1024, 1025, 2047, 2048, 2049, 4096, 8187, 8191, 8192, 8193, 100000}) {
     const std::string text(length, 'x');
     EXPECT_EQ(format("%s", text.c_str()), text) << length;
     EXPECT_EQ(format("%s%d", text.c_str(), 12345), text + "12345") << length;

@@ -28,7 +28,7 @@ under() {
   status=0
   valgrind -q --error-exitcode=99 --leak-check=full --errors-for-leak-kinds=definite \
     --show-leak-kinds=definite --soname-synonyms=somalloc=nouserintercepts \
-    --log-file="$work/$name.%p" "$@" "$program" --gtest_filter="$filter" --gtest_brief=1 \
+    --suppressions="$tests/valgrind.supp" --log-file="$work/$name.%p" "$@" "$program" --gtest_filter="$filter" --gtest_brief=1 \
     </dev/null >"$work/$name" 2>&1 || status=$?
   if [ $status != 0 ] || cat "$work/$name".[0-9]* | sed 's/^==[0-9]*== *//' |
     grep -E '^(Invalid|Conditional|Use of|Syscall|Source and|[0-9,]+ .*lost)'; then

@@ -2,7 +2,8 @@
 """Changes one thing in src/ at a time and lets the tests judge: each mutant is built and run against
 them, and again under the sanitizers if it survives. mutate.sh calls this in a sandbox.
 
-usage: mutate.py COPY... COUNT SEED     one worker for each copy of the tree
+usage: mutate.py COPY... COUNT SEED          one worker for each copy of the tree
+       mutate.py COPY... again LOG           judges what survived the run of that output once more
 """
 
 import os
@@ -14,7 +15,7 @@ import threading
 
 TABLES = ("ExtErrCatalogue.cpp", "MsgTable.cpp")
 TABLE_SHARE = 0.06
-SECONDS = 180
+SECONDS = 120
 # Scenarios of the fault sweep that judge the survivors.
 SCENARIOS = ["CLog, a line", "CLog, a line behind a torn one", "CLog, rotation", "CMutex",
              "getHostname", "CTemp, a file", "makeDir, with parents", "execGetLine", "slog"]
@@ -148,9 +149,20 @@ def explanations(top):
     return reasons
 
 
-def main():
-    copies, count, seed = sys.argv[1:-2], int(sys.argv[-2]), int(sys.argv[-1])
-    top = copies[0]
+def old_line(top, path, number):
+    """A line of the sources without the blanks around it."""
+    with open(os.path.join(top, "src", path), encoding="utf-8") as file:
+        return file.read().split("\n")[number].strip()
+
+
+def reason_of(reasons, mutant, top):
+    """Why the mutant changes nothing, or None."""
+    path, number, new, _ = mutant
+    return reasons.get((path, old_line(top, path, number), new.strip()))
+
+
+def chosen_mutants(top, count, seed):
+    """A random choice, the same for the same sources and seed."""
     code, tables = [], []
     for path in sorted(os.listdir(os.path.join(top, "src"))):
         if not path.endswith((".cpp", "_template.h")):
@@ -164,6 +176,39 @@ def main():
     queue += chosen.sample(code, min(len(code), wanted - len(queue)))
     chosen.shuffle(queue)
     print("%d mutants can be made, %d are tried" % (len(code) + len(tables), len(queue)), flush=True)
+    return queue
+
+
+def survivors_of(log, top):
+    """The mutants that survived a run, as mutants of today's sources, and how many that run killed."""
+    with open(log, encoding="utf-8") as file:
+        text = file.read()
+    killed = len(re.findall(r"^ *\d+ killed", text, re.M))
+    listed = text.split("\nsurvivors:\n")[1]
+    queue = []
+    for path, old, new in re.findall(r"^(\S+):\d+\n  (.*)\n  (.*)\n  .*$", listed, re.M):
+        with open(os.path.join(top, "src", path), encoding="utf-8") as file:
+            stripped = [line.strip() for line in file.read().split("\n")]
+        if old not in stripped:
+            sys.exit("mutate.py: no such line in %s any more: %s" % (path, old))
+        queue.append((path, stripped.index(old), new, "again"))
+    return queue, killed
+
+
+def main():
+    copies = sys.argv[1:-2]
+    top = copies[0]
+    reasons = explanations(top)
+    killed_before, explained_before = 0, []
+    if sys.argv[-2] == "again":
+        queue, killed_before = survivors_of(sys.argv[-1], top)
+        # What is explained need not be judged again.
+        explained_before = [m for m in queue if reason_of(reasons, m, top) is not None]
+        queue = [m for m in queue if m not in explained_before]
+        print("%d were killed, %d survived and are explained, %d are judged again" %
+              (killed_before, len(explained_before), len(queue)), flush=True)
+    else:
+        queue = chosen_mutants(top, int(sys.argv[-2]), int(sys.argv[-1]))
 
     results = []
     workers = [Worker(copy, queue, results) for copy in copies]
@@ -182,19 +227,24 @@ def main():
 
     built = [r for r in results if r[0] != "not built"]
     survivors = [r for r in built if r[0] == "survived"]
-    reasons = explanations(top)
+    for path, number, new, what in explained_before:
+        survivors.append(("survived", path, number + 1, old_line(top, path, number), new, what))
     unexplained = 0
     print("\nsurvivors:")
     for _, path, number, old, new, _ in sorted(survivors):
         reason = reasons.get((path, old, new))
         unexplained += reason is None
         print("%s:%d\n  %s\n  %s\n  %s" % (path, number, old, new, reason or "NOT EXPLAINED"))
-    kinds = sorted({r[5] for r in built})
-    print("\nmutants by kind: " + ", ".join("%d %s" % (sum(r[5] == k for r in built), k) for k in kinds))
-    killed = len(built) - len(survivors)
-    share = 100.0 * killed / max(1, len(built))
-    print("%d mutants, %d killed (%.1f %%), %d survived, %d of them explained as equivalent" %
-          (len(built), killed, share, len(survivors), len(survivors) - unexplained))
+    if not killed_before:
+        kinds = sorted({r[5] for r in built})
+        print("\nmutants by kind: " +
+              ", ".join("%d %s" % (sum(r[5] == k for r in built), k) for k in kinds))
+    killed = killed_before + sum(r[0].startswith("killed") for r in built)
+    explained = len(survivors) - unexplained
+    total = killed + len(survivors)
+    share = 100.0 * killed / max(1, total - explained)
+    print("%d mutants, %d of them change nothing and are explained; of the other %d %d were killed (%.1f %%)" %
+          (total, explained, total - explained, killed, share))
     sys.exit(0 if share >= 95 and unexplained == 0 else 1)
 
 

@@ -3,13 +3,15 @@
 # finds nothing but copies of the tree in a memory file system. Its last line has the figures.
 set -eu
 
-usage="usage: mutate.sh [COUNT [SEED]]     300 mutants of seed 1 take about half an hour on two cores"
+usage="usage: mutate.sh [COUNT [SEED]]     300 mutants of seed 1 take most of an hour on two cores
+       mutate.sh --again LOG        judges once more what survived the run of that output, when it
+                                    has been explained or tests have been added"
 case ${1:-} in
   -h)
     echo "$usage"
     exit 0
     ;;
-  --inside) ;;
+  --inside | --again) ;;
   *[!0-9]*)
     echo "$usage" >&2
     exit 2
@@ -21,6 +23,12 @@ if [ "${1:-}" = --inside ]; then
   # The tree first into a mount of its own, since what lies below /tmp is covered next.
   mount -t tmpfs none /mnt
   git -C "$top" ls-files -z | (cd "$top" && xargs -0 cp --parents -t /mnt)
+  count=$3
+  seed=$4
+  if [ "$count" = again ]; then
+    cp "$4" /mnt/again.log
+    seed=/mnt/again.log
+  fi
   mount -t tmpfs none /tmp
   for copy in /tmp/one /tmp/two; do
     cp -r /mnt "$copy"
@@ -40,13 +48,19 @@ if [ "${1:-}" = --inside ]; then
     exit 1
   fi
   cd /tmp
-  exec python3 /tmp/one/tests/mutation/mutate.py /tmp/one /tmp/two "$3" "$4"
+  exec python3 /tmp/one/tests/mutation/mutate.py /tmp/one /tmp/two "$count" "$seed"
 fi
 
+count=${1:-300}
+seed=${2:-1}
+if [ "$count" = --again ]; then
+  count=again
+  seed=$(realpath "$2")
+fi
 cd "$(dirname "$0")/../.."
 sh scripts/packages.sh git cmake ninja-build g++ gettext libc-bin libgtest-dev python3 util-linux \
   psmisc locales
 namespaces="--mount --ipc"
 [ "$(id -u)" = 0 ] || namespaces="--user --map-root-user $namespaces"
 # shellcheck disable=SC2086 # a list of options
-exec unshare $namespaces sh tests/mutation/mutate.sh --inside "$PWD" "${1:-300}" "${2:-1}"
+exec unshare $namespaces sh tests/mutation/mutate.sh --inside "$PWD" "$count" "$seed"
