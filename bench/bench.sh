@@ -52,6 +52,7 @@ each() {
 
 if [ "${1:-}" = --inside ]; then
   results=$2
+  mount -t tmpfs moxel-tmp /tmp
   mount -t tmpfs -o mode=0755 moxel-opt /opt
   mount -t tmpfs -o mode=0755 moxel-log /var/log
   mkdir -p /opt/kardo/moxel/bin /opt/ZQRNvek/lib /var/log/kardo/moxel/log
@@ -63,7 +64,7 @@ if [ "${1:-}" = --inside ]; then
   export MOXEL_LOG LD_LIBRARY_PATH
 
   "$build/moxel_bench" --benchmark_repetitions="$3" --benchmark_enable_random_interleaving=true \
-    --benchmark_min_time=0.02 --benchmark_report_aggregates_only=true \
+    --benchmark_min_time=0.01 --benchmark_report_aggregates_only=true \
     --benchmark_out="$results/times.json" --benchmark_out_format=json >/dev/null
 
   "$build/moxel_bench" --list >"$results/list"
@@ -75,10 +76,15 @@ if [ "${1:-}" = --inside ]; then
       "$(each instructions "$name" </dev/null)"
   done <"$results/list" >"$results/counts"
 
-  for name in scsend/moxel/1 scsend/popen/1 "execGetLines of MB/moxel/200" \
-    "execGetLines of MB/list alone/200"; do
-    printf '%s\t%s\n' "$name" "$("$build/moxel_bench" --once "$name" 1 2>&1 >/dev/null)"
-  done >"$results/peaks"
+  printf '#!/bin/sh\necho one line\n' >/opt/kardo/moxel/bin/scsend.sh
+  chmod 755 /opt/kardo/moxel/bin/scsend.sh
+  for program in scsend popen; do
+    /usr/bin/time -f "$program\t%M" -a -o "$results/peaks" /opt/kardo/moxel/bin/$program >/dev/null
+  done
+  for who in moxel "list alone"; do
+    printf '%s\t' "$who" >>"$results/peaks"
+    "$build/moxel_bench" --once "execGetLines of MB/$who/200" 1 2>>"$results/peaks" >/dev/null
+  done
 
   # The command's start and end, without a child.
   VEKCOM_STATUS=0x10000 valgrind --tool=callgrind --callgrind-out-file=/dev/null \
@@ -90,7 +96,7 @@ fi
 # ---- Set-up ----------------------------------------------------------------------------------
 
 cd "$top"
-sh scripts/packages.sh cmake ninja-build gettext g++ gcc libc-bin util-linux strace valgrind python3 \
+sh scripts/packages.sh cmake ninja-build gettext g++ gcc libc-bin util-linux time strace valgrind python3 \
   gnuplot-nox libbenchmark-dev libabsl-dev libboost-dev libboost-filesystem-dev libboost-regex-dev \
   libfmt-dev libspdlog-dev libinih-dev
 cmake -S . -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Release -DBUILD_TESTING=OFF \
@@ -98,7 +104,8 @@ cmake -S . -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Release -DBUILD_TESTING=OFF \
 cmake --build "$build" --target moxel_bench bench_popen scsend vekcom_substitute >/dev/null
 
 results=$build/results
-mkdir -p "$results"
+rm -rf "$results"
+mkdir "$results"
 namespaces="--mount --ipc"
 [ "$(id -u)" = 0 ] || namespaces="--user --map-root-user $namespaces"
 # shellcheck disable=SC2086 # a list of options

@@ -50,13 +50,7 @@ void measure(benchmark::State& state, const Entry& entry) {
   }
 }
 
-long peakKb(int who) {
-  rusage usage = {};
-  getrusage(who, &usage);
-  return usage.ru_maxrss;
-}
-
-// Runs the entry that ROW/WHO/SIZE names and shows the peaks of memory, its own and its children's.
+// Runs the entry that ROW/WHO/SIZE names and shows the peak of memory in KB.
 int runOnce(const std::string& name, int times) {
   for (const Entry& entry : entries()) {
     for (const long size : entry.sizes) {
@@ -66,7 +60,9 @@ int runOnce(const std::string& name, int times) {
         if (operation.before) operation.before();
         operation.run();
       }
-      std::fprintf(stderr, "peak KB %ld %ld\n", peakKb(RUSAGE_SELF), peakKb(RUSAGE_CHILDREN));
+      rusage usage = {};
+      getrusage(RUSAGE_SELF, &usage);
+      std::fprintf(stderr, "%ld\n", usage.ru_maxrss);
       return 0;
     }
   }

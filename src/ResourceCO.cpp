@@ -2,6 +2,8 @@
 
 #include <libintl.h>
 
+#include <iterator>
+
 namespace {
 
 // gettext answers the empty text with the catalogue's heading.
@@ -10,10 +12,14 @@ const char* translated(const char* text) { return *text == '\0' ? text : gettext
 }  // namespace
 
 ResourceCO::ResourceCO(const MSG_TABLE* table) {
+  // Rows are grouped: a row's ID mostly follows that of the row before.
+  auto next = byId.end();
   for (const MSG_TABLE* row = table; row->number != kMsgTableEnd; ++row) {
     tables.push_back(row);
-    byNumber[row->number] = row->text;
-    if (row->id != nullptr) byId[row->id] = row->text == nullptr ? "" : row->text;
+    byNumber.insert_or_assign(byNumber.end(), row->number, row->text);
+    if (row->id == nullptr) continue;
+    const char* text = row->text == nullptr ? "" : row->text;
+    next = std::next(byId.insert_or_assign(next, row->id, text));
   }
   m_askedByNumber.resize(tables.size());
 }
