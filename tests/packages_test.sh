@@ -38,6 +38,7 @@ make_root() {
   mkdir -p "$root/bin"
   [ -e "$root/bin/sh" ] || cp /bin/sh "$root/bin/sh"
   needs "$build/scsend"
+  needs "$build/libvekcom.so.2.0"
   touch "$root/dev/null"
   mount --bind /dev/null "$root/dev/null"
   # What the package depends on is installed here, as far as the package system knows.
