@@ -1,16 +1,23 @@
 #!/bin/sh
 # Measures the library and the command beside what a user would pick instead: installs what that
 # needs, builds, runs everything in one go, and writes the table into bench/README.md, which it
-# prints last.
+# prints last. With --profile it shows where the time of a single measurement goes.
 set -eu
 
-usage="usage: bench.sh [REPETITIONS]     10 when not given, which takes about half an hour"
+usage="usage: bench.sh [REPETITIONS]     10 when not given, which takes about ten minutes
+       bench.sh --profile ROW/WHO/SIZE TIMES"
 case ${1:-} in
   -h)
     echo "$usage"
     exit 0
     ;;
   --inside) ;;
+  --profile)
+    if [ $# -ne 3 ]; then
+      echo "$usage" >&2
+      exit 2
+    fi
+    ;;
   *[!0-9]*)
     echo "$usage" >&2
     exit 2
@@ -50,6 +57,14 @@ each() {
   echo $(((many - few) / more))
 }
 
+# measure ROWS REPETITIONS FILE: the times of the rows that a regular expression describes.
+measure() {
+  "$build/moxel_bench" --benchmark_filter="$1" --benchmark_repetitions="$2" \
+    --benchmark_enable_random_interleaving=true --benchmark_min_time=0.03 \
+    --benchmark_report_aggregates_only=true --benchmark_out="$3" --benchmark_out_format=json \
+    >/dev/null
+}
+
 if [ "${1:-}" = --inside ]; then
   results=$2
   mount -t tmpfs moxel-tmp /tmp
@@ -63,9 +78,19 @@ if [ "${1:-}" = --inside ]; then
   LD_LIBRARY_PATH=/opt/ZQRNvek/lib
   export MOXEL_LOG LD_LIBRARY_PATH
 
-  "$build/moxel_bench" --benchmark_repetitions="$3" --benchmark_enable_random_interleaving=true \
-    --benchmark_min_time=0.01 --benchmark_report_aggregates_only=true \
-    --benchmark_out="$results/times.json" --benchmark_out_format=json >/dev/null
+  if [ "$3" = --profile ]; then
+    perf record --quiet --event cpu-clock --freq 5000 --output "$results/perf.data" \
+      "$build/moxel_bench" --once "$4" "$5" >/dev/null 2>&1
+    perf report --stdio --quiet --input "$results/perf.data" --comm moxel_bench --sort dso,symbol \
+      --percent-limit 2 2>/dev/null | sed -e 's/ *- *- *$//' -e '/^$/d' | cut -c 1-100
+    exit 0
+  fi
+
+  # A fork costs more the more the process has in memory: what does little else is measured in a
+  # process that nothing else has filled.
+  forks='^(execGetLines of echo|scsend)/'
+  measure "$forks" "$3" "$results/forks.json"
+  measure "-$forks" "$3" "$results/times.json"
 
   "$build/moxel_bench" --list >"$results/list"
   while IFS="$(printf '\t')" read -r row who sizes; do
@@ -95,21 +120,24 @@ fi
 
 # ---- Set-up ----------------------------------------------------------------------------------
 
+[ $# -gt 0 ] || set -- 10
 cd "$top"
-sh scripts/packages.sh cmake ninja-build gettext g++ gcc libc-bin util-linux time strace valgrind python3 \
-  gnuplot-nox libbenchmark-dev libabsl-dev libboost-dev libboost-filesystem-dev libboost-regex-dev \
-  libfmt-dev libspdlog-dev libinih-dev
+sh scripts/packages.sh cmake ninja-build gettext g++ gcc libc-bin util-linux time strace valgrind \
+  linux-perf python3 gnuplot-nox libbenchmark-dev libabsl-dev libboost-dev \
+  libboost-filesystem-dev libboost-regex-dev libfmt-dev libspdlog-dev libinih-dev
 cmake -S . -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Release -DBUILD_TESTING=OFF \
   -DMOXEL_BENCH=ON >/dev/null
 cmake --build "$build" --target moxel_bench bench_popen scsend vekcom_substitute >/dev/null
 
 results=$build/results
+[ "${1:-}" != --profile ] || results=$build/profile
 rm -rf "$results"
 mkdir "$results"
 namespaces="--mount --ipc"
 [ "$(id -u)" = 0 ] || namespaces="--user --map-root-user $namespaces"
 # shellcheck disable=SC2086 # a list of options
-unshare $namespaces sh bench/bench.sh --inside "$results" "${1:-10}"
+unshare $namespaces sh bench/bench.sh --inside "$results" "$@"
+[ "${1:-}" != --profile ] || exit 0
 
 python3 bench/report.py "$results" bench/README.md bench/growth.svg
 cat bench/README.md

@@ -2,6 +2,7 @@
 // number of times, for strace, callgrind and the peak of memory.
 
 #include <benchmark/benchmark.h>
+#include <malloc.h>
 #include <sys/resource.h>
 
 #include <cstdio>
@@ -38,6 +39,8 @@ struct Scratch {
 };
 
 void measure(benchmark::State& state, const Entry& entry) {
+  // A heap that the measurement before has left over would make each fork dearer.
+  malloc_trim(0);
   const Operation operation = entry.make(state.range(0));
   if (!operation.before) operation.run();
   for (auto _ : state) {
