@@ -18,6 +18,7 @@
 #include <ctime>
 #include <memory>
 #include <string_view>
+#include <tuple>
 
 #include "CLog.h"
 #include "CTemp.h"
@@ -840,11 +841,10 @@ int dupDir(const char* src, const char* dst) {
     return 0;
   }
   const utimbuf times = {status.st_atime, status.st_mtime};
-  const bool timed = utime(dst, &times) == 0;
-  const bool owned = chown(dst, status.st_uid, status.st_gid) == 0;
-  const bool moded = chmod(dst, status.st_mode & 07777) == 0;
   // Deliberately ignored: as far as the system lets it.
-  static_cast<void>(timed && owned && moded);
+  std::ignore = utime(dst, &times);
+  std::ignore = chown(dst, status.st_uid, status.st_gid);
+  std::ignore = chmod(dst, status.st_mode & 07777);
   return 1;
 }
 
@@ -1114,7 +1114,7 @@ double elapsedTime() {
 int getch() {
   char line[kPieceBytes];
   // The end of the input is as good as a line.
-  static_cast<void>(fgets(line, sizeof line, stdin) != nullptr);
+  std::ignore = fgets(line, sizeof line, stdin);
   return 0;
 }
 
