@@ -74,6 +74,14 @@ awk '
   /^$/ { text = ""; said = 0 }
   { text = text " " $0; said = 1 }
   END { exit bad }' "$conf" || fail "a setting is not explained"
+# The default that it tells, the last word of that sentence, is the code's.
+awk -v host="$(uname -n)" '
+  /^#[A-Za-z_]*=/ { sub(/=.*/, ""); print substr($0, 2), word; told = 1; next }
+  { if (told) word = ""; told = 0 }
+  /^# .*\.$/ { word = $NF; gsub(/[().]*$|^\(/, "", word); gsub(/\$HOSTNAME\$/, host, word) }' \
+  "$conf" | sort >"$scratch/told"
+awk 'NF > 2 { gsub(/[()]/, "", $3); print $1, $3 }' "$scratch/default" | sort >"$scratch/actual"
+diff "$scratch/told" "$scratch/actual" || fail "moxel.conf tells other defaults than the code's"
 sed 's/^#\([A-Za-z_]*=\)/\1/' "$conf" >"$scratch/all.conf"
 "$build/confcheck" "$scratch/all.conf" >"$scratch/all" || fail "a setting in moxel.conf is wrong"
 [ "$(grep -c ' file ' "$scratch/all")" = 21 ] || fail "a setting in moxel.conf is none"
