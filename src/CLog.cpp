@@ -14,6 +14,7 @@
 #include <cstring>
 #include <ctime>
 #include <exception>
+#include <tuple>
 
 #include "CEnvConf.h"
 #include "CMutex.h"
@@ -197,6 +198,20 @@ void appendLine(const char* path, int log, const std::string& line) {
   if (ftruncate(log, begin) == 0) lastEnd = begin;
 }
 
+// Renames a file that has grown too large, in the same directory. Failures are ignored.
+void rotate(const std::string& path) {
+  struct stat status = {};
+  if (stat(path.c_str(), &status) != 0 || status.st_size <= kRotateAboveBytes) return;
+  const std::string backup =
+      format("%s/%s.bak", parentPath(path).c_str(), retrieveName2(path.c_str()).c_str());
+  const bool renamed = rename(path.c_str(), backup.c_str()) == 0;
+  // After the rename there is no file left to truncate, deliberately, unless both names were one
+  // file's. What is there again by then holds another tool's lines.
+  struct stat left = {};
+  const bool inPlace = !renamed || (stat(path.c_str(), &left) == 0 && isSameFile(left, status));
+  if (inPlace) std::ignore = truncate(path.c_str(), 0);
+}
+
 class KeepErrno {
  public:
   KeepErrno() : m_value(errno) {}
@@ -220,18 +235,12 @@ CLog::CLog() : m_level(kLevelNormal) {
 CLog::~CLog() = default;
 
 int CLog::init(const char* program) {
-  m_ident = basename(program);
-
-  struct stat status = {};
-  if (stat(m_path.c_str(), &status) == 0 && status.st_size > kRotateAboveBytes) {
-    const std::string backup =
-        format("%s/%s.bak", parentPath(m_path).c_str(), retrieveName2(m_path.c_str()).c_str());
-    const bool renamed = rename(m_path.c_str(), backup.c_str()) == 0;
-    // After the rename there is no file left to truncate, deliberately, unless both names were one
-    // file's. What is there again by then holds another tool's lines. Failures are ignored.
-    struct stat left = {};
-    const bool inPlace = !renamed || (stat(m_path.c_str(), &left) == 0 && isSameFile(left, status));
-    if (inPlace && truncate(m_path.c_str(), 0) != 0) return 0;
+  const KeepErrno keepErrno;
+  try {
+    m_ident = basename(program);
+    rotate(m_path);
+  } catch (const std::exception&) {
+    // No memory for a name: the file goes on.
   }
   return 0;
 }

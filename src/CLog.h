@@ -34,11 +34,13 @@ class CLog {
   /// formatted text, a line feed. The line is lost when the lock cannot be made or taken, or when
   /// the file cannot be opened, or the line not be written whole: a full disk and the process's
   /// limit of file sizes leave nothing of it. A wait for the lock that a signal or the removal of
-  /// the semaphore ends is taken up again, ten times at most.
+  /// the semaphore ends is taken up again; ten waits are the most. A lock that cannot be given back
+  /// in ten attempts is removed.
   ///
-  /// A piece of a line, of 64 KB at most, that a killed writer left at the end of the file is cut
-  /// off first. A process killed between making the semaphore and setting its value leaves it
-  /// taken: every writer then waits until the set is removed ("ipcrm").
+  /// A piece of a line, of 64 KB at most, that a killed writer left behind the last line feed of
+  /// the file is cut off first, if it begins as a line does. A process killed between making the
+  /// semaphore and setting its value leaves it taken: every writer then waits until the set is
+  /// removed ("ipcrm").
   void log(const char* fmt, va_list args);
 
   /// Sends one line to the system logger under the configured "SysLogFacility" and

@@ -1,6 +1,7 @@
 #include "LogLine.h"
 
 #include <cstdarg>
+#include <exception>
 #include <string>
 
 #include "CLog.h"
@@ -8,7 +9,16 @@
 
 namespace {
 
-std::string tag(const char* source, int line) { return format("(%s:%d)", source, line); }
+// Writes HEAD:TEXT, where `head` makes the first; without memory for it the line is lost.
+template <class Head>
+void write(Head head, const char* fmt, va_list args) {
+  try {
+    const std::string text = vformat(fmt, args);
+    gLog.ilog("%s:%s", std::string(head()).c_str(), text.c_str());
+  } catch (const std::exception&) {
+    // Logging never fails towards the caller.
+  }
+}
 
 }  // namespace
 
@@ -16,17 +26,15 @@ void LogSource::trace(int line, const char* fmt, ...) const {
   if (!gLog.isTracing()) return;
   va_list args;
   va_start(args, fmt);
-  const std::string text = vformat(fmt, args);
+  write([&] { return format("[T](%s:%d)", m_name, line); }, fmt, args);
   va_end(args);
-  gLog.tlog("[T]%s:%s", tag(m_name, line).c_str(), text.c_str());
 }
 
 void LogSource::info(int line, const char* fmt, ...) const {
   va_list args;
   va_start(args, fmt);
-  const std::string text = vformat(fmt, args);
+  write([&] { return format("[I](%s:%d)", m_name, line); }, fmt, args);
   va_end(args);
-  gLog.ilog("[I]%s:%s", tag(m_name, line).c_str(), text.c_str());
 }
 
 void LogSource::invalidParam(int line) const { info(line, "invalid param"); }
@@ -34,7 +42,6 @@ void LogSource::invalidParam(int line) const { info(line, "invalid param"); }
 void logEvent(const char* id, const char* fmt, ...) {
   va_list args;
   va_start(args, fmt);
-  const std::string text = vformat(fmt, args);
+  write([&] { return id; }, fmt, args);
   va_end(args);
-  gLog.ilog("%s:%s", id, text.c_str());
 }

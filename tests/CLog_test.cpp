@@ -128,6 +128,8 @@ TEST_F(Log, KeepsErrno) {
   CLog lost;
   lost.ilog("line");
   EXPECT_EQ(errno, ENOTDIR);
+  EXPECT_EQ(lost.init("tool"), 0);
+  EXPECT_EQ(errno, ENOTDIR);
 }
 
 TEST_F(Log, TraceLinesNeedTheLevel) {
@@ -620,6 +622,27 @@ TEST_F(Log, AFailedRenameStillEmptiesTheLog) {
   EXPECT_EQ(sizeOf(logPath()), 0);
 }
 
+TEST_F(Log, WithoutMemoryForANameTheFileGoesOn) {
+  fill(logPath(), 512001);
+  {
+    const NoMemoryFrom none(16);
+    EXPECT_EQ(gLog.init("a program with a long name"), 0);
+  }
+  EXPECT_EQ(sizeOf(logPath()), 512001);
+}
+
+TEST_F(Log, TheBackupOfARelativeNameStandsInTheRoot) {
+  const int status = inChild([&] {
+    if (!enterPrivateNamespace() || chroot(scratch.path().c_str()) != 0) return 100;
+    if (mkdir("/sub", 0755) != 0 || chdir("/sub") != 0) return 101;
+    fill("tool.log", 512001);
+    setenv("MOXEL_LOG", "tool.log", 1);
+    CLog().init("tool");
+    return exists("/tool.bak") && !exists("tool.log") ? 0 : 1;
+  });
+  EXPECT_EQ(exitCode(status), 0);
+}
+
 TEST_F(Log, RotationKeepsWhatAnotherToolWritesMeanwhile) {
   fill(logPath(), 512001);
   beforeStat = [&](const std::string&) {
@@ -835,6 +858,17 @@ TEST_F(Log, TheSystemLoggersConnectionIsClosedAgain) {
     gLog.slog(openDescriptors() == before ? "closed" : "open");
   });
   EXPECT_NE(lines.find("closed\n"), std::string::npos);
+}
+
+TEST_F(Log, SystemLinesTakeNoLock) {
+  CMutex mutex(scratch.path().c_str(), 1, false);
+  ASSERT_TRUE(mutex.init(0) && mutex.lock(true));
+  const SystemLine line(sentToSystemLogger(scratch, [] {
+    alarm(10);
+    gLog.slog("text");
+  }));
+  EXPECT_EQ(line.text, "text");
+  mutex.release();
 }
 
 TEST_F(Log, SystemLinesNeedNoLogFile) {
