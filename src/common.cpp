@@ -280,6 +280,7 @@ std::string justifyPath(const char* path) {
 std::string justifyPath(std::string path) { return justifyPath(path.c_str()); }
 
 std::string getCanonicalPath(std::string path) {
+  path.resize(strlen(path.c_str()));
   const std::string full = isFullPath(path.c_str()) ? path : format("%s/%s", C(getCwd()), C(path));
   // The components that are kept, with a slash between neighbours; an empty first one stands for
   // the root.
@@ -722,8 +723,10 @@ std::string vformat(const char* fmt, va_list args) {
   *stack = '\0';
   int length = print(stack, sizeof stack);
   // A rejected format has a negative length and never makes the buffer grow.
-  if (length < 0) stack[kTextBytes - 1] = '\0';
-  if (length < 0) return stack;
+  if (length < 0) {
+    stack[kTextBytes - 1] = '\0';
+    return stack;
+  }
   if (static_cast<size_t>(length) < kTextBytes)
     return std::string(stack, static_cast<size_t>(length));
 
@@ -892,17 +895,17 @@ void reportSizeError(const char* file) {
   gLog.ilog("get file size error(%s,%s)", file, strerror(errno));
 }
 
-void reportNotCounted(const std::string& path) {
-  reportSizeError(path.c_str());
-  kSource.trace(169, "getFileSize():reurned %lld , %s", -1LL, C(path));
+void reportNotCounted(const char* path) {
+  reportSizeError(path);
+  kSource.trace(169, "getFileSize():reurned %lld , %s", -1LL, path);
 }
 
 bool addBelow(std::string dir, long long& total);
 
 // Adds what one path counts, by one system call.
-void addPath(const std::string& path, bool recursive, long long& total) {
+void addPath(const char* path, bool recursive, long long& total) {
   struct stat status = {};
-  if (stat(path.c_str(), &status) != 0) {
+  if (stat(path, &status) != 0) {
     reportNotCounted(path);
   } else if ((status.st_mode & kDirectoryBit) == 0) {
     total += status.st_size;
@@ -911,48 +914,41 @@ void addPath(const std::string& path, bool recursive, long long& total) {
   }
 }
 
-// Adds what is below a directory, by one system call for each file, and reports in the order of the
-// entries; false when it cannot be opened.
+// Adds what is below a directory, by one system call for each file, in the order of the entries;
+// false when it cannot be opened.
 bool addBelow(std::string dir, long long& total) {
   while (!dir.empty() && dir.back() == '/') dir.pop_back();
   common_template::Directory directory(opendir(dir.c_str()));
   if (directory == nullptr) return false;
   dir += '/';
 
-  // What is walked or reported when the directory is closed again, so that no depth takes
-  // descriptors.
-  struct Rest {
-    std::string path;
-    int error;
-  };
-  std::vector<Rest> rest;
+  // All names first: of each its type, the name and a zero byte.
+  std::string entries;
   while (const dirent* entry = readdir(directory.get())) {
     const std::string_view name = entry->d_name;
     if (name == "." || name == "..") continue;
-    struct stat status = {};
-    int error = 0;
-    if (entry->d_type == DT_DIR) {
-      status.st_mode = kDirectoryBit;
-    } else if (dir.size() + name.size() >= PATH_MAX) {
-      error = ENAMETOOLONG;
-    } else if (fstatat(dirfd(directory.get()), entry->d_name, &status, 0) != 0) {
-      error = errno;
-    }
-    if (error == 0 && (status.st_mode & kDirectoryBit) == 0) {
-      total += status.st_size;
-    } else {
-      rest.push_back({dir + entry->d_name, error});
-    }
+    entries += static_cast<char>(entry->d_type);
+    entries.append(name) += '\0';
   }
-  directory.reset();
 
-  for (const Rest& entry : rest) {
-    if (entry.error != 0) {
-      errno = entry.error;
-      reportNotCounted(entry.path);
-    } else if (!addBelow(entry.path, total)) {
-      addPath(entry.path, true, total);
+  for (size_t at = 0; at < entries.size();) {
+    const auto type = static_cast<unsigned char>(entries[at]);
+    const char* const name = entries.data() + at + 1;
+    const size_t length = strlen(name);
+    at += length + 2;
+
+    struct stat status = {};
+    // Found from the open directory as from its whole name, but quicker. A link is not: the links
+    // in its whole name count.
+    const bool isNear = directory != nullptr && type == DT_REG && dir.size() + length < PATH_MAX;
+    if (isNear && fstatat(dirfd(directory.get()), name, &status, 0) == 0) {
+      total += status.st_size;
+      continue;
     }
+    // Closed before anything is walked, so that no depth takes descriptors; links are 40 at most.
+    if (type != DT_REG && type != DT_LNK) directory.reset();
+    const std::string path = dir + name;
+    if (type != DT_DIR || !addBelow(path, total)) addPath(path.c_str(), true, total);
   }
   return true;
 }
@@ -961,7 +957,7 @@ bool addBelow(std::string dir, long long& total) {
 
 long long getTotalFileSize(const std::list<std::string>& paths, int recursive) {
   long long total = 0;
-  for (const std::string& path : paths) addPath(path, recursive == 1, total);
+  for (const std::string& path : paths) addPath(path.c_str(), recursive == 1, total);
   return total;
 }
 

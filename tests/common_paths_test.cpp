@@ -4,6 +4,7 @@
 
 #include <cstring>
 
+#include "Memory.h"
 #include "Process.h"
 #include "Scratch.h"
 #include "common.h"
@@ -62,6 +63,32 @@ TEST_F(Paths, Canonical) {
     EXPECT_EQ(newlyLogged(), Lines{std::string("[T](common:477):getCanonicalPath():") + row.path +
                                    "," + row.result});
   }
+}
+
+TEST_F(Paths, CanonicalFormsEndAtAZeroByte) {
+  EXPECT_EQ(getCanonicalPath(std::string("/a\0/..", 6)), "/a");
+  EXPECT_EQ(isAllowDelete(std::string("/a/b\0/../c/d", 12)), 0);
+  EXPECT_EQ(logged(), Lines{"MXL90008L:/a/b too shallow to delete"});
+}
+
+TEST_F(Paths, TheTraceHasAPathAsItWasGiven) {
+  traceOn();
+  const std::string canonical = getCanonicalPath("x/./y");
+  EXPECT_EQ(logged(), Lines{"[T](common:477):getCanonicalPath():x/./y," + canonical});
+}
+
+TEST_F(Paths, ALogLineWithoutMemoryIsLostAndNothingThrown) {
+  traceOn();
+  {
+    // Texts of more than 15 characters ask for memory.
+    const NoMemoryFrom none(16);
+    EXPECT_EQ(getCanonicalPath("/a"), "/a");    // a trace line
+    EXPECT_FALSE(isAccessible(nullptr, R_OK));  // an information line
+    EXPECT_EQ(removeFiles("", 0), 0);           // an event
+  }
+  EXPECT_FALSE(isFile(logPath()));
+  isAccessible(nullptr, R_OK);
+  EXPECT_EQ(logged(), Lines{"[I](common:1039):filename is NULL , mode=00000004"});
 }
 
 TEST_F(Paths, CanonicalFormsOfRelativePathsStartFromTheWorkingDirectory) {

@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <cstring>
 
+#include "CLog.h"
 #include "Process.h"
 #include "Scratch.h"
 #include "common.h"
@@ -183,6 +184,76 @@ TEST_F(Sizes, TotalReportsInTheOrderOfTheEntries) {
     expected.push_back("get file size error(" + name + ",No such file or directory)");
   }
   EXPECT_EQ(logged(), expected);
+}
+
+// What the total is made of: the size of each path, of each entry's whole name.
+long long totalOf(const List& paths) {
+  long long total = 0;
+  for (const std::string& path : paths) {
+    List entries;
+    if (isDir(path)) {
+      getFileList(entries, path.c_str(), 1, 1, 0);
+      total += totalOf(entries);
+    } else {
+      total += std::max(0LL, getFileSize(path.c_str()));
+    }
+  }
+  return total;
+}
+
+TEST_F(Sizes, TotalCountsTheLinksOfAWholeName) {
+  writeFile(dir + "/file", "12345");
+  ASSERT_EQ(symlink("file", (dir + "/link").c_str()), 0);
+  ASSERT_EQ(symlink(".", (dir + "/loop").c_str()), 0);
+  const long long expected = totalOf({dir});
+  const Lines lines = newlyLogged();
+  EXPECT_EQ(getTotalFileSize({dir}, 1), expected);
+  EXPECT_EQ(newlyLogged(), lines);
+  // One of the name of the loop alone, one of the link behind it.
+  EXPECT_EQ(lines.size(), 2u);
+}
+
+TEST_F(Sizes, TotalCountsWhatItHasReportedBefore) {
+  // The log lies in the tree between links that lead nowhere, alone or in directories.
+  for (int i = 0; i < 20; ++i) {
+    std::string name = scratch.file("x" + std::to_string(i));
+    if (i % 2 == 0) {
+      ASSERT_EQ(mkdir(name.c_str(), 0755), 0);
+      name += "/x";
+    }
+    ASSERT_EQ(symlink("missing", name.c_str()), 0);
+  }
+  gLog.ilog("first");
+  List entries;
+  ASSERT_EQ(getFileList(entries, scratch.path().c_str(), 1, 1, 0), 22);
+  entries.remove(dir);
+  const auto before =
+      std::distance(entries.begin(), std::find(entries.begin(), entries.end(), logPath()));
+  ASSERT_LT(before, 21);
+  const long long total = getTotalFileSize({scratch.path()}, 1);
+  const std::string log = readFile(logPath());
+  size_t end = 0;
+  for (long line = 0; line < 1 + before; ++line) end = log.find('\n', end) + 1;
+  EXPECT_EQ(total, static_cast<long long>(end));
+  EXPECT_EQ(logged().size(), 21u);
+}
+
+TEST_F(Sizes, TotalTakesAPathUpToAZeroByte) {
+  ASSERT_EQ(makeDir(dir + "/sub", 1), 0);
+  writeFile(dir + "/sub/file", "123");
+  EXPECT_EQ(getTotalFileSize({dir + std::string("\0x", 2)}, 1), 3);
+}
+
+TEST_F(Sizes, TotalReportsAPathThatIsMissing) {
+  traceOn();
+  writeFile(dir + "/a", "1");
+  const std::string missing = dir + "/missing";
+  for (const int recursive : {0, 1}) {
+    EXPECT_EQ(getTotalFileSize({missing, dir + "/a"}, recursive), 1);
+    EXPECT_EQ(newlyLogged(),
+              (Lines{"get file size error(" + missing + ",No such file or directory)",
+                     "[T](common:169):getFileSize():reurned -1 , " + missing}));
+  }
 }
 
 TEST_F(Sizes, TotalOfManyFiles) {

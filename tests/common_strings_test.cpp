@@ -390,6 +390,12 @@ TEST_F(Strings, Format) {
   }
 }
 
+TEST_F(Strings, OfALongFormatThatIsRejected1023BytesAreKept) {
+  setlocale(LC_ALL, "C");
+  const std::string text(3000, 'x');
+  EXPECT_EQ(format("%s%lc", text.c_str(), static_cast<wint_t>(0x3042)), text.substr(0, 1023));
+}
+
 TEST_F(Strings, AFormatThatIsRejectedNeverGrows) {
   setlocale(LC_ALL, "C");
   // A wide character that this locale cannot show.
