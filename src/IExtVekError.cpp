@@ -78,23 +78,25 @@ const char* IExtVekError::toString1line() {
   if (getLastSSErrType() == 0) return m_text.c_str();
 
   const char* type = getLastSSErrTypeStr();
-  const std::string message = serverMessage();
+  const std::optional<std::string> message = serverMessage();
   const int ssCode = getLastSSErrCode();
   const int rmCode = getLastRMErrCode();
-  m_text = "(" + std::string(type) + ") " + codeLine(rmCode, ssCode);
-  m_text += ",Mailsvr:\"" + message + "\"";
+  m_text = "(";
+  if (type == nullptr) return m_text.c_str();
+  m_text += std::string(type) + ") " + codeLine(rmCode, ssCode) + ",Mailsvr:\"";
+  if (message) m_text += *message + "\"";
   return m_text.c_str();
 }
 
 std::string IExtVekError::formatExtRMError(EXTERR& row) {
   std::string text;
   if (row.text != nullptr && *row.text != '\0') text.append(row.text) += '\n';
-  if (row.kind == kServerMessageSmtp) {
-    text.append(gSmtpMessageHeading).append("\n").append(serverMessage()) += '\n';
-  } else if (row.kind == kServerMessagePop3) {
-    // The same message: there is no POP3 message of its own.
-    text.append(gPop3MessageHeading).append("\n").append(serverMessage()) += '\n';
-  }
+  if (row.kind != kServerMessageSmtp && row.kind != kServerMessagePop3) return text;
+  // The same message for both: there is no POP3 message of its own.
+  text += row.kind == kServerMessageSmtp ? gSmtpMessageHeading : gPop3MessageHeading;
+  text += '\n';
+  const std::optional<std::string> message = serverMessage();
+  if (message) text += *message + '\n';
   return text;
 }
 
@@ -145,19 +147,25 @@ void IExtVekError::setField(int index, const char* text) {
   }
 }
 
-std::string IExtVekError::serverMessage() {
+// The server's message, nothing for a derived class's null: as in a stream, a text ends before it.
+std::optional<std::string> IExtVekError::serverMessage() {
   const char* message = getLastSmtpMsg();
+  if (message == nullptr) return std::nullopt;
   if (message != m_lastSmtpMsg) return message;
   return std::string(message, strnlen(message, sizeof m_lastSmtpMsg));
 }
 
 std::ostream& operator<<(std::ostream& out, IExtVekError& record) {
-  const std::string lines[kFieldCount] = {
+  const std::optional<std::string> lines[kFieldCount] = {
       std::to_string(record.getLastRMErrCode()), std::to_string(record.getLastSSErrType()),
       std::to_string(record.getLastSSErrCode()), record.serverMessage()};
-  for (const std::string& line : lines) {
+  for (const auto& line : lines) {
     if (failed(out)) break;
-    out << line + "\n";
+    if (line) {
+      out << *line + "\n";
+    } else {
+      out.setstate(std::ios::badbit);
+    }
   }
   return out;
 }

@@ -2,6 +2,7 @@
 
 #include <istream>
 #include <list>
+#include <optional>
 #include <ostream>
 #include <string>
 
@@ -12,7 +13,8 @@ struct EXTERR;
 ///
 /// The gateway client fills it after each exchange; other tools fill it from a list or a stream. It
 /// turns itself into four lines for machines, an explanation in Japanese (EUC-JP) for people and
-/// one line for logs. No operation reports an error.
+/// one line for logs. No operation reports an error. Where a derived class's getter gives null, the
+/// text ends before it, and the stream of the four lines fails.
 class IExtVekError {
  public:
   /// Size of the server message in bytes. A message of that length or more fills it without a
@@ -88,7 +90,7 @@ class IExtVekError {
 
  private:
   void setField(int index, const char* text);
-  std::string serverMessage();
+  std::optional<std::string> serverMessage();
 };
 
 std::ostream& operator<<(std::ostream& out, IExtVekError& record);

@@ -42,6 +42,16 @@ void expectRecord(Record& record, int rmCode, int type, int ssCode, const std::s
   EXPECT_EQ(message(record), text);
 }
 
+// A derived class whose texts are null where it is told so.
+struct NullTexts : Record {
+  bool nullType = false;
+  bool nullMessage = false;
+  const char* getLastSSErrTypeStr() override {
+    return nullType ? nullptr : Record::getLastSSErrTypeStr();
+  }
+  const char* getLastSmtpMsg() override { return nullMessage ? nullptr : Record::getLastSmtpMsg(); }
+};
+
 // ---- The record --------------------------------------------------------------------------------
 
 TEST(IExtVekError, AFreshRecordIsEmpty) {
@@ -446,6 +456,31 @@ TEST(IExtVekError, LookUpsAndRowsGoThroughTheSlots) {
   EXPECT_EQ(rows.lookup("HTTP", -62, 54), "(HTTP) row 54\nRL:-62,QD-Agent:54\n");
   EXPECT_EQ(rows.lookup("HTTP", -52, 259), "(HTTP) " + textOf(-52, 259) + "\nRL:-52,QD-Agent:259\n")
       << "the catch-all rule writes the text itself";
+}
+
+// ---- Null texts of a derived class -------------------------------------------------------------
+
+TEST(IExtVekError, TextsEndBeforeANullOfADerivedClass) {
+  NullTexts record;
+  record.setData({"-79", "1", "-5", "server said"});
+  record.nullType = true;
+  EXPECT_STREQ(record.toString(), "(");
+  EXPECT_STREQ(record.toString1line(), "(");
+
+  record.nullType = false;
+  record.nullMessage = true;
+  EXPECT_STREQ(record.toString1line(), "(SMTP) RL:-79,QD-Agent:-5,Mailsvr:\"");
+  EXTERR row = {};
+  row.text = "text";
+  row.kind = 1;
+  EXPECT_EQ(record.formatExtRMError(row), std::string("text\n") + gSmtpMessageHeading + "\n");
+  row.kind = 2;
+  EXPECT_EQ(record.formatExtRMError(row), std::string("text\n") + gPop3MessageHeading + "\n");
+
+  std::ostringstream out;
+  out << record;
+  EXPECT_EQ(out.str(), "-79\n1\n-5\n");
+  EXPECT_TRUE(out.bad());
 }
 
 }  // namespace
