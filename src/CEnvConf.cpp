@@ -105,6 +105,7 @@ void append(char* out, const char* text, size_t length) {
 }
 
 int lookUp(const std::string& command, char* out) {
+  if (out == nullptr) return -1;
   *out = '\0';
   const int result = execGetLine(command.substr(0, kLookUpCommandBytes - 1).c_str(), out);
   eraseLastCRLF(out);
@@ -280,6 +281,7 @@ bool CEnvConf::needAutoClean() {
 }
 
 void CEnvConf::setSaveArea(char* out, const char* dir) {
+  if (out == nullptr) return;
   const std::string whole = dir == nullptr ? "" : dir;
   const std::string host = getHostname();
   const auto token = whole.find(kHostToken);
@@ -295,6 +297,7 @@ void CEnvConf::setSaveArea(char* out, const char* dir) {
 }
 
 bool CEnvConf::setDefaultSaveCoreDir(char* out) {
+  if (out == nullptr) return false;
   char found[kPathBytes] = "";
   lookUpSaveCoreDirFromDumpadm(found);
   if (*found != '\0') gLog.ilog("save core decided from dumpadm : %s", found);
@@ -322,7 +325,7 @@ int CEnvConf::lookUpSaveCoreDirFromDumpadm(char* out) {
 
 int CEnvConf::lookUpSaveCoreDirFromScript(const char* script, char* out) {
   if (script == nullptr) {
-    *out = '\0';
+    if (out != nullptr) *out = '\0';
     return -1;
   }
   return lookUp(format("(awk '\t\t{ \t\t\tloc=index($0,\"#\"); \t\t\tif( loc == 0 ) { print $0; }"

@@ -56,17 +56,18 @@ class CEnvConf {
   bool needAutoClean();
 
   /// `out` receives `dir` with the first "$HOSTNAME$" replaced by the host name. `out` holds 4097
-  /// bytes; a longer text is cut to 4096. A null `dir` gives the empty text.
+  /// bytes; a longer text is cut to 4096. A null `dir` gives the empty text, a null `out` nothing.
   void setSaveArea(char* out, const char* dir);
 
   /// `out`, of 4097 bytes, receives the directory of crash dumps: what "dumpadm" says, else a
   /// savecore line of the start-up scripts, else "/var/crash/$HOSTNAME$", with the host name in its
-  /// place and cut like that of `setSaveArea`. The log tells which. Returns true.
+  /// place and cut like that of `setSaveArea`. The log tells which. Returns true; false when it is
+  /// null.
   bool setDefaultSaveCoreDir(char* out);
 
   /// `out`, of 1024 bytes at least, receives what "dumpadm" or a start-up script says, trimmed, or
   /// the empty text. Returns the exit code of the look-up's command, or -1 when it could not be run
-  /// or `script` is null. A script's answer is the rest of its first savecore line as a shell
+  /// or an argument is null. A script's answer is the rest of its first savecore line as a shell
   /// echoes it, options included; the shell runs whatever stands there, so a script must be as
   /// trusted as its caller. `script` stands in the command as it is, which is cut at 4095 bytes,
   /// and must not come from an untrusted source.

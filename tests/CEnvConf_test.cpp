@@ -320,6 +320,11 @@ TEST_F(Configuration, NullArguments) {
   EXPECT_EQ(conf.lookUpSaveCoreDirFromScript(nullptr, out), -1);
   EXPECT_STREQ(out, "");
   EXPECT_FALSE(conf.isRunning(nullptr));
+  conf.setSaveArea(nullptr, "/x");
+  EXPECT_FALSE(conf.setDefaultSaveCoreDir(nullptr));
+  EXPECT_EQ(conf.lookUpSaveCoreDirFromDumpadm(nullptr), -1);
+  EXPECT_EQ(conf.lookUpSaveCoreDirFromScript("/dev/null", nullptr), -1);
+  EXPECT_EQ(conf.lookUpSaveCoreDirFromScript(nullptr, nullptr), -1);
 }
 
 // ---- Kinds -------------------------------------------------------------------------------------
@@ -509,8 +514,17 @@ TEST_F(Configuration, TraceShowsTheSettings) {
       "SaveLocalHost      : yes",        "AutoCleaning       : no",    "RCCollect          : on",
       "RCExtremeTime      : 6",          "RCExtremeFrequency : 7",     "RCWaitLimit        : 8",
       "SysLogFacility     : LOG_DAEMON", "SysLogPriority     : ",      "machine type : BORKA"};
-  ASSERT_GE(lines.size(), expected.size());
-  EXPECT_EQ(Lines(lines.end() - static_cast<long>(expected.size()), lines.end()), expected);
+  ASSERT_GT(lines.size(), expected.size());
+  const auto first = lines.end() - static_cast<long>(expected.size());
+  EXPECT_EQ(Lines(first, lines.end()), expected);
+  // The other four settings are not shown: what stands before is the trace of a look-up.
+  EXPECT_EQ(first[-1].substr(0, 3), "[T]") << first[-1];
+}
+
+TEST_F(Configuration, AnErrorShowsNoSettings) {
+  traceOn();
+  ASSERT_FALSE(load("FORMAT_VER=2.0\nwrong\n"));
+  EXPECT_EQ(logged(), Lines{file + "(line=2) : keyword not exist. (CEnvConf::init)"});
 }
 
 TEST_F(Configuration, WithoutTraceNothingIsShown) {
@@ -582,6 +596,15 @@ TEST_F(Directories, TheSaveAreaHasADefault) {
   EXPECT_EQ(value("SaveCore"), "/var/crash/" + host);
   ASSERT_TRUE(load("SaveArea=/data/$HOSTNAME$\n"));
   EXPECT_STREQ(conf.getSaveAreaPath(), ("/data/" + host).c_str());
+}
+
+TEST_F(Directories, TheFileIsClosedWhenCommandsRun) {
+  install("uname", "readlink /proc/$$/fd/* >>'" + scratch.file("open") + "'\necho host\n");
+  ASSERT_TRUE(load("FORMAT_VER=2.0\n"));
+  EXPECT_EQ(value("SaveArea"), "/var/crash/host/kardo/moxel_sa");
+  const std::string open = readFile(scratch.file("open"));
+  EXPECT_NE(open, "");
+  EXPECT_EQ(open.find(file), std::string::npos) << open;
 }
 
 TEST_F(Directories, DumpadmNamesTheDirectory) {
