@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <utility>
 
 #include "LogLine.h"
 #include "common.h"
@@ -34,9 +35,16 @@ bool provideDirectory(const char* dir) {
   return true;
 }
 
+// `intended` with the name that was found for its beginning. Asks for no memory: once a file is
+// there nothing may throw.
+std::string takeName(std::string& intended, const char* name) {
+  return std::move(intended.replace(0, strlen(name), name));
+}
+
 bool makeTempDirectory(std::string& path, const char* dir) {
   char name[kNameBytes];
   snprintf(name, sizeof name, "%s/XXXXXX", dir);
+  std::string intended = std::string(name) + "_";
   // The descriptor deliberately stays open; neither closed nor handed back.
   if (mkstemp(name) == -1) {
     logEvent("MXL90102L", "failed to mkstemp():%s", strerror(errno));
@@ -46,7 +54,7 @@ bool makeTempDirectory(std::string& path, const char* dir) {
     logEvent("MXL90102L", "failed to unlink():%s", strerror(errno));
     return false;
   }
-  path = std::string(name) + "_";
+  path = takeName(intended, name);
   if (makeDir(path, 1) == -1) {
     logEvent("MXL90103L", "failed to create dir:%s", C(path));
     return false;
@@ -59,6 +67,7 @@ bool makeTempFile(std::string& path, const char* prefix, const char* dir, int* f
   const std::string pattern = format("%s/%sXXXXXX", dir, prefix);
   char name[kNameBytes];
   snprintf(name, sizeof name, "%s", C(pattern));
+  std::string intended = std::string(name) + "_";
   descriptor = mkstemp(name);
   if (descriptor == -1) {
     // Deliberately without a message ID.
@@ -70,7 +79,7 @@ bool makeTempFile(std::string& path, const char* prefix, const char* dir, int* f
   } else {
     close(descriptor);
   }
-  path = std::string(name) + "_";
+  path = takeName(intended, name);
   if (rename(name, path.c_str()) == -1) {
     logEvent("MXL90104L", "failed to rename():%s to %s:%s", name, C(path), strerror(errno));
     return false;
@@ -111,12 +120,16 @@ int CTemp::getTemp_sub(std::string& path, const char* prefix, const char* dir, i
   kSource.trace(75, "getTemp_sub():prefix=%s,templ=%s", dir, prefix);
   if (!provideDirectory(dir)) return 0;
 
+  // Its place in the list first, so that nothing that was made is forgotten without memory.
+  std::list<std::string> place(1);
+  place.front().reserve(strlen(dir) + strlen(prefix) + sizeof "/XXXXXX_");
   int descriptor = -1;
   const bool isDirectory = type != kTypeFile;
   const bool made =
       isDirectory ? makeTempDirectory(path, dir) : makeTempFile(path, prefix, dir, fd, descriptor);
   if (!made) return 0;
-  tempFiles.push_back(path);
+  place.front() = path;
+  tempFiles.splice(tempFiles.end(), place);
   kSource.trace(160, "getTemp_sub():exit=%d,type=%s,FD=%d,%s", 1, isDirectory ? " DIR" : "FILE",
                 descriptor, C(path));
   return 1;

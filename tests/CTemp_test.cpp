@@ -8,6 +8,7 @@
 #include <type_traits>
 
 #include "CMutex.h"
+#include "Memory.h"
 #include "Process.h"
 #include "Scratch.h"
 #include "common.h"
@@ -361,6 +362,51 @@ TEST_F(TempFiles, AFailedRenameClosesWhatTheCallerDidNotWant) {
 }
 
 // ---- Removal -----------------------------------------------------------------------------------
+
+TEST_F(TempFiles, AreRemovedInTheOrderOfTheirMaking) {
+  Temp temp;
+  std::string paths[3];
+  for (std::string& path : paths) temp.getTempFile(path, "t", dir(), nullptr);
+  traceOn();
+  newlyLogged();
+  EXPECT_EQ(temp.delTempFile(nullptr), 3);
+  Lines removals;
+  for (const std::string& line : newlyLogged()) {
+    if (line.find("delTempFile:") != std::string::npos || line.rfind("remove path=", 0) == 0)
+      removals.push_back(line);
+  }
+  Lines expected;
+  for (const std::string& path : paths) {
+    expected.push_back("[T](CTemp:192):delTempFile:" + path);
+    expected.push_back("remove path=" + path);
+  }
+  EXPECT_EQ(removals, expected);
+}
+
+TEST_F(TempFiles, WithoutMemoryNothingIsLeft) {
+  const std::string below = scratch.file("below");
+  int failures = 0;
+  // Each allocation on the way is the first that fails for one of these.
+  for (size_t bytes = 16; bytes < 200; bytes += 7) {
+    for (const bool asDirectory : {false, true}) {
+      Temp temp;
+      std::string path;
+      try {
+        const NoMemoryFrom none(bytes);
+        if (asDirectory) {
+          temp.getTempDir(path, "t", below.c_str());
+        } else {
+          temp.getTempFile(path, "t", below.c_str(), nullptr);
+        }
+      } catch (const std::bad_alloc&) {
+        ++failures;
+      }
+    }
+    const auto left = exists(below) ? namesIn(below) : decltype(namesIn(below))();
+    ASSERT_TRUE(left.empty()) << bytes << " " << *left.begin();
+  }
+  EXPECT_GT(failures, 0);
+}
 
 TEST_F(TempFiles, PathsAreRemovedOneByOneOrAllTogether) {
   Temp temp;
