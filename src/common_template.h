@@ -21,16 +21,19 @@ namespace common_template {
 /// These templates as their log lines name them.
 inline constexpr LogSource kSource("common_template");
 
-/// Makes room in a vector for all fields of `text`; other sequences need none.
+/// Makes room in a vector for the fields of `text`, for no more than `limit` unless that is 0;
+/// other sequences need none.
 template <class Item>
-void makeRoom(std::vector<Item>& fields, std::string_view text, std::string_view delim) {
+void makeRoom(std::vector<Item>& fields, std::string_view text, std::string_view delim,
+              size_t limit) {
   if (delim.empty()) return;
   const auto delims = std::count(text.begin(), text.end(), delim.front());
-  fields.reserve(static_cast<size_t>(delims) + 1);
+  const size_t most = static_cast<size_t>(delims) + 1;
+  fields.reserve(limit == 0 ? most : std::min(most, limit));
 }
 /// Does nothing.
 template <class Sequence>
-void makeRoom(Sequence&, std::string_view, std::string_view) {}
+void makeRoom(Sequence&, std::string_view, std::string_view, size_t) {}
 
 /// `split` for any sequence of strings with emplace_back and size; nothing is logged.
 template <class Sequence>
@@ -39,7 +42,7 @@ int splitInto(std::string_view text, std::string_view delim, Sequence& out, int 
   const bool limited = count > 1;
   const Size limit = limited ? static_cast<Size>(count) : 0;
   Sequence fields;
-  makeRoom(fields, text, delim);
+  makeRoom(fields, text, delim, limit);
   std::string_view::size_type begin = 0;
   for (;;) {
     const bool last = limited && fields.size() == limit - 1;
