@@ -56,6 +56,8 @@ enum Function {
   kPipe,
   kPopen,
   kPread,
+  kPrintf,
+  kPuts,
   kRead,
   kReaddir,
   kRename,
@@ -69,6 +71,7 @@ enum Function {
   kTruncate,
   kUnlink,
   kUtime,
+  kVprintf,
   kVsnprintf,
   kWaitpid,
   kWrite,
@@ -129,6 +132,9 @@ constexpr Row kRows[] = {
     {"pipe", kPipe, EMFILE},
     {"popen", kPopen, ENOMEM},
     {"pread", kPread, EIO},
+    {"printf", kPrintf, EIO},
+    {"puts", kPuts, ENOSPC},
+    {"read", kRead, EINTR},
     {"read", kRead, EIO},
     {"readdir", kReaddir, EIO},
     {"rename", kRename, EXDEV},
@@ -148,6 +154,7 @@ constexpr Row kRows[] = {
     {"truncate", kTruncate, EIO},
     {"unlink", kUnlink, EPERM},
     {"utime", kUtime, EPERM},
+    {"vprintf", kVprintf, EIO},
     {"vsnprintf", kVsnprintf, EOVERFLOW},
     {"waitpid", kWaitpid, EINTR},
     {"waitpid", kWaitpid, ECHILD},
@@ -255,6 +262,7 @@ WRAP(int, pipe, (int ends[2]), (ends), kPipe, -1)
 WRAP(FILE*, popen, (const char* command, const char* mode), (command, mode), kPopen, nullptr)
 WRAP(ssize_t, pread, (int number, void* bytes, size_t count, off_t at), (number, bytes, count, at),
      kPread, -1)
+WRAP(int, puts, (const char* line), (line), kPuts, EOF)
 WRAP(ssize_t, read, (int number, void* bytes, size_t count), (number, bytes, count), kRead, -1)
 WRAP(dirent*, readdir, (DIR * directory), (directory), kReaddir, nullptr)
 WRAP(int, rename, (const char* from, const char* to), (from, to), kRename, -1)
@@ -266,6 +274,7 @@ WRAP(char*, textdomain, (const char* domain), (domain), kTextdomain, nullptr)
 WRAP(int, truncate, (const char* path, off_t length), (path, length), kTruncate, -1)
 WRAP(int, unlink, (const char* path), (path), kUnlink, -1)
 WRAP(int, utime, (const char* path, const struct utimbuf* times), (path, times), kUtime, -1)
+WRAP(int, vprintf, (const char* fmt, va_list args), (fmt, args), kVprintf, -1)
 WRAP(int, vsnprintf, (char* text, size_t size, const char* fmt, va_list args),
      (text, size, fmt, args), kVsnprintf, -1)
 WRAP(ssize_t, write, (int number, const void* bytes, size_t count), (number, bytes, count), kWrite,
@@ -280,6 +289,15 @@ extern "C" int __wrap_open(const char* path, int flags, ...) {
   const mode_t mode = (flags & O_CREAT) != 0 ? va_arg(args, mode_t) : 0;
   va_end(args);
   return strike(kOpen) ? -1 : __real_open(path, flags, mode);
+}
+
+extern "C" int __wrap_printf(const char* fmt, ...) {
+  if (strike(kPrintf)) return -1;
+  va_list args;
+  va_start(args, fmt);
+  const int length = vfprintf(stdout, fmt, args);
+  va_end(args);
+  return length;
 }
 
 // A set that is gone: somebody has removed it.
