@@ -48,8 +48,8 @@ TEST(ResourceCO, IndexesTheShippedTable) {
 
 TEST(ResourceCO, LaterRowsReplaceEarlierOnes) {
   const MSG_TABLE table[] = {
-      {5, "A", "one"},   {5, "B", "two"}, {6, "A", "three"},          {7, nullptr, "four"},
-      {8, "C", nullptr}, {-1, "D", ""},   {kMsgTableEnd, "E", "end"}, {9, "F", "behind"}};
+      {5, "A", "one"},   {5, "B", "two"},   {6, "A", "three"},          {7, nullptr, "four"},
+      {8, "C", nullptr}, {-1, "D", "five"}, {kMsgTableEnd, "E", "end"}, {9, "F", "behind"}};
   Index index(table);
   EXPECT_EQ(index.tables.size(), 6u);
   EXPECT_STREQ(index.getTextOrg(5), "two");
@@ -58,7 +58,8 @@ TEST(ResourceCO, LaterRowsReplaceEarlierOnes) {
   EXPECT_STREQ(index.getTextOrg(7), "four");
   EXPECT_STREQ(index.getTextOrg(8), "");
   EXPECT_STREQ(index.getTextOrg("C"), "");
-  EXPECT_STREQ(index.getTextOrg(-1), "");
+  EXPECT_STREQ(index.getTextOrg(-1), "five");
+  EXPECT_STREQ(index.getText(-1), "five");
   EXPECT_EQ(index.byId.size(), 4u);
   EXPECT_STREQ(index.getTextOrg("E"), "");
   EXPECT_STREQ(index.getTextOrg(9), "");
