@@ -737,7 +737,7 @@ std::string vformat(const char* fmt, va_list args) {
   for (; size > kTextBytes; size /= 2) {
     std::string text;
     try {
-      text.resize(size);
+      text.reserve(size);
     } catch (const std::bad_alloc&) {
       continue;
     }
@@ -745,6 +745,7 @@ std::string vformat(const char* fmt, va_list args) {
     if (kept < sizeof stack) {
       text.assign(stack, kept);
     } else {
+      text.resize(size);
       print(text.data(), size);
       text.resize(kept);
     }
