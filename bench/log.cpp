@@ -32,6 +32,15 @@ const std::vector<long> kSizes = {10, 100, 1000};
 
 std::string textOf(long size) { return std::string(static_cast<size_t>(size), 'x'); }
 
+// Opens and closes the file for the line, under the lock.
+void logBySpdlog(const std::string& text) {
+  const bench::LogLock lock;
+  spdlog::logger logger("moxel",
+                        std::make_shared<spdlog::sinks::basic_file_sink_mt>(bench::logPath()));
+  logger.set_pattern("%Y/%m/%d %H:%M:%S %5P %v");
+  logger.info("{}", text);
+}
+
 const bool lines[] = {
     add("ilog", "moxel", kSizes,
         [](long size) {
@@ -46,13 +55,7 @@ const bool lines[] = {
     add("ilog", "spdlog", kSizes,
         [](long size) {
           bench::emptyLog();
-          return Operation{[text = textOf(size)] {
-            const bench::LogLock lock;
-            spdlog::logger logger(
-                "moxel", std::make_shared<spdlog::sinks::basic_file_sink_mt>(bench::logPath()));
-            logger.set_pattern("%Y/%m/%d %H:%M:%S %5P %v");
-            logger.info("{}", text);
-          }};
+          return Operation{[text = textOf(size)] { logBySpdlog(text); }};
         }),
 };
 
@@ -96,6 +99,8 @@ const bool processes[] = {
         [](long size) {
           return writers(size, [line = bench::logLine(textOf(100))] { bench::writeLine(line); });
         }),
+    add("ilog from processes", "spdlog", {1, 2, 4, 8, 16, 32, 64},
+        [](long size) { return writers(size, [text = textOf(100)] { logBySpdlog(text); }); }),
 };
 
 // ---- Trace that is off ---------------------------------------------------------------------

@@ -149,6 +149,29 @@ const bool lookUps[] = {
         [](PlainMaps& maps, const MSG_TABLE& row) { return gettext(maps.text(row.id)); }),
 };
 
+// Each text once, of an index that nobody has asked before.
+template <class Index>
+bool onFresh(const char* who, const char* (*text)(Index&, const MSG_TABLE&)) {
+  return add("first texts by ID", who, kRows, [=](long size) {
+    const auto table = std::make_shared<Table>(size);
+    const auto index = std::make_shared<std::unique_ptr<Index>>();
+    return Operation{[=] {
+                       for (size_t i = 0; i < table->ids.size(); ++i)
+                         keep(text(**index, table->rows[i]));
+                     },
+                     [=] { *index = std::make_unique<Index>(table->rows.data()); }};
+  });
+}
+
+const bool firsts[] = {
+    onFresh<ResourceCO>("moxel",
+                        [](ResourceCO& index, const MSG_TABLE& row) {
+                          return static_cast<const char*>(index.getTextOrg(row.id));
+                        }),
+    onFresh<PlainMaps>("unordered_map",
+                       [](PlainMaps& maps, const MSG_TABLE& row) { return maps.text(row.id); }),
+};
+
 template <class Index>
 bool onRows(const char* who) {
   return add("index of messages", who, kRows, [=](long size) {
