@@ -299,6 +299,48 @@ TEST_F(TempFiles, ANameOf4096BytesFails) {
                                          scratch.file(prefix) + "XXXXXX"));
 }
 
+TEST_F(TempFiles, ADirectorysNameOf4096BytesFails) {
+  const int status = inChild([&] {
+    // Made step by step: 4090 bytes, six of the pattern and the slash are one too many.
+    if (chdir(dir()) != 0) return 1;
+    std::string deep = scratch.path();
+    while (deep.size() < 4090) {
+      const std::string name(std::min<size_t>(200, 4090 - deep.size() - 1), 'd');
+      if (mkdir(name.c_str(), 0700) != 0 || chdir(name.c_str()) != 0) return 2;
+      deep += "/" + name;
+      if (4090 - deep.size() == 1) return 3;
+    }
+    Temp temp;
+    std::string path = "before";
+    if (temp.getTempDir(path, "abc", deep.c_str()) != 0) return 4;
+    return path.empty() && temp.tempFiles.empty() ? 0 : 5;
+  });
+  EXPECT_EQ(exitCode(status), 0);
+  EXPECT_EQ(newlyLogged(), Lines(10, "MXL90102L:failed to mkstemp():Invalid argument"));
+}
+
+TEST_F(TempFiles, AFailureIsTracedAtItsBeginningOnly) {
+  traceOn();
+  CTemp temp;
+  std::string path;
+  temp.getTemp_sub(path, nullptr, dir(), nullptr, 0);
+  EXPECT_EQ(newlyLogged(), Lines{"[I](CTemp:68):invalid param"});
+  writeFile(scratch.file("file"), "");
+  temp.getTemp_sub(path, "abc", scratch.file("file").c_str(), nullptr, 0);
+  EXPECT_EQ(newlyLogged(),
+            (Lines{"[T](CTemp:75):getTemp_sub():prefix=" + scratch.file("file") + ",templ=abc",
+                   "MXL90100L:prefix:" + scratch.file("file") + " already exist and it's file"}));
+}
+
+TEST_F(TempFiles, ASlashBehindTheDirectoryStays) {
+  CTemp temp;
+  std::string path;
+  ASSERT_EQ(temp.getTempDir(path, "abc", scratch.file("").c_str()), 1);
+  expectName(path, scratch.file("/"));
+  ASSERT_EQ(temp.getTempFile(path, "abc", scratch.file("").c_str(), nullptr), 1);
+  expectName(path, scratch.file("/abc"));
+}
+
 TEST_F(TempFiles, AFirstFileThatCannotBeUnlinkedFailsTheDirectory) {
   const int status = inChild([&] {
     denySystemCalls(kUnlinkCalls, EPERM);
@@ -477,9 +519,12 @@ TEST_F(TempFiles, TheEnvironmentKeepsFiles) {
     {
       Temp temp;
       temp.getTempFile(path, "abc", dir(), nullptr);
+      traceOn();
+      newlyLogged();
       EXPECT_EQ(temp.delTempFile(nullptr), 0) << value;
       EXPECT_EQ(temp.delTempFile(path.c_str()), 0) << value;
       EXPECT_EQ(temp.tempFiles.size(), 1u);
+      EXPECT_EQ(newlyLogged(), Lines{});
     }
     EXPECT_TRUE(exists(path)) << value;
   }

@@ -55,6 +55,14 @@ TEST_F(Strings, TrailingWhiteSpaceIsOverwritten) {
   char buffer[] = "a \t ";
   trim(buffer);
   EXPECT_EQ(std::string(buffer, sizeof buffer), std::string("a\0\0\0\0", 5));
+
+  // What was moved to the front keeps its end.
+  char moved[] = "  a  ";
+  trim(moved);
+  EXPECT_EQ(std::string(moved, sizeof moved), std::string("a\0\0\0 \0", 6));
+  char blank[] = "   ";
+  trim(blank);
+  EXPECT_EQ(std::string(blank, sizeof blank), std::string("\0  \0", 4));
 }
 
 TEST_F(Strings, Quotes) {
