@@ -8,8 +8,7 @@
 #include <string>
 #include <vector>
 
-// What every target needs. Processes are not made unless a target says so: the linker wraps fork
-// and popen for the targets that would make one for each input.
+// What every target needs.
 
 // Ends the run: the input shows a fault.
 [[noreturn]] inline void fault(const char* what, int line) {
@@ -36,6 +35,13 @@ class InputFile {
         pwrite(m_descriptor, bytes, count, 0) != static_cast<ssize_t>(count)) {
       abort();
     }
+  }
+
+  std::string read() const {
+    std::string bytes(1 << 16, '\0');
+    const ssize_t length = pread(m_descriptor, bytes.data(), bytes.size(), 0);
+    bytes.resize(length > 0 ? static_cast<size_t>(length) : 0);
+    return bytes;
   }
 
   // Opens anew from the start by this name.

@@ -41,10 +41,11 @@ std::vector<long> argumentsFor(const char* text, FuzzedDataProvider& input,
 #pragma GCC diagnostic ignored "-Wformat-security"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+  static InputFile output;
   static CDspMsg* const messages = [] {
     auto* display = new CDspMsg;
     REQUIRE(display->init(nullptr, "") == 0);
-    REQUIRE(freopen("/dev/null", "w", stdout) != nullptr);
+    REQUIRE(freopen(output.path().c_str(), "w", stdout) != nullptr);
     return display;
   }();
   FuzzedDataProvider input(data, size);
@@ -65,6 +66,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const char kind = row.id[8];
   const std::string head = kind == 'W' || kind == 'E' ? std::string(row.id) + " : " : "";
   REQUIRE(shown == head + text.substr(0, 1023));
-  messages->dspMsg(row.id, a[0], a[1], a[2], a[3], a[4], a[5], a[6], a[7]);
+
+  output.write("", 0);
+  rewind(stdout);
+  REQUIRE(messages->dspMsg(row.id, a[0], a[1], a[2], a[3], a[4], a[5], a[6], a[7]) == 1);
+  fflush(stdout);
+  const bool named = kind == 'W' || kind == 'E';
+  REQUIRE(output.read() == (named ? std::string(row.id) + "\n" : "") + text + "\n");
   return 0;
 }

@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
+#include <list>
+#include <map>
 #include <vector>
 
 #include "Fuzz.h"
@@ -115,12 +117,36 @@ std::string expanded(const std::string& text) {
   return result;
 }
 
+// The directory of one path, cut to its components.
+Strings directoryOf(const std::string& path) {
+  const std::string erased = eraseLastSlash(path.c_str());
+  const size_t up = erased.rfind('/');
+  const std::string parent = up == std::string::npos || up == 0 ? "/" : erased.substr(0, up);
+  return cut(simple(isDir(path) ? path : parent), "/");
+}
+
+// Two paths' directory: the components that are the same at the same place.
+std::string shared(const std::string& a, const std::string& b) {
+  const Strings first = directoryOf(a);
+  const Strings second = directoryOf(b);
+  Strings both;
+  for (size_t i = 0; i < first.size() && i < second.size(); ++i) {
+    if (first[i] == second[i]) both.push_back(first[i]);
+  }
+  if (both == Strings{""}) return "/";
+  return glue(both, "/");
+}
+
 void paths(const std::string& path) {
   REQUIRE(justifyPath(path) == simple(path));
   REQUIRE(justifyPath(path.c_str()) == simple(path));
   REQUIRE(isFullPath(path) == (path.substr(0, 1) == "/"));
   REQUIRE(hasWildCard(path) == (path.find_first_of("*[]?") != std::string::npos));
   REQUIRE(getCanonicalPath(path) == canonical(path));
+
+  const Strings parts = cut(canonical(path), "/");
+  const bool deep = parts.size() > 3 || (parts.size() > 2 && parts[1] == "tmp");
+  REQUIRE(isAllowDelete(path) == (deep ? 1 : 0));
 
   const size_t slash = path.rfind('/');
   const std::string last = slash == std::string::npos ? path : path.substr(slash + 1);
@@ -196,6 +222,17 @@ void strings(const std::string& a, const std::string& b, int count) {
   REQUIRE(Strings(list.begin(), list.end()) == fields);
   REQUIRE(join(list, b.c_str()) == glue(fields, b));
 
+  std::map<std::string, std::string> table{{b, "found"}};
+  REQUIRE(lookupString(table, a.c_str()) == std::string(a == b ? "found" : ""));
+  REQUIRE(table.size() == 1);
+
+  if (a.size() == 14) {
+    char display[20];
+    REQUIRE(convDate(a.c_str(), display) == 0);
+    REQUIRE(display == a.substr(0, 4) + "/" + a.substr(4, 2) + "/" + a.substr(6, 2) + " " +
+                           a.substr(8, 2) + ":" + a.substr(10, 2) + ":" + a.substr(12));
+  }
+
   const char quote = b.empty() ? '"' : b.front();
   std::string doubled;
   for (const char c : a) doubled += std::string(c == quote ? 2 : 1, c);
@@ -250,6 +287,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const std::string a = input.ConsumeRemainingBytesAsString().c_str();
   paths(a);
   paths(b);
+  std::list<std::string> both{a, b};
+  REQUIRE(acquireSamePrefix(both) == shared(a, b));
   strings(a, b, count);
   strings(b, a, count);
   numbers(value);
