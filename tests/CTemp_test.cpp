@@ -301,19 +301,12 @@ TEST_F(TempFiles, ANameOf4096BytesFails) {
 
 TEST_F(TempFiles, ADirectorysNameOf4096BytesFails) {
   const int status = inChild([&] {
-    // Made step by step: 4090 bytes, six of the pattern and the slash are one too many.
-    if (chdir(dir()) != 0) return 1;
-    std::string deep = scratch.path();
-    while (deep.size() < 4090) {
-      const std::string name(std::min<size_t>(200, 4090 - deep.size() - 1), 'd');
-      if (mkdir(name.c_str(), 0700) != 0 || chdir(name.c_str()) != 0) return 2;
-      deep += "/" + name;
-      if (4090 - deep.size() == 1) return 3;
-    }
+    // Six of the pattern and the slash are one too many.
+    const std::string deep = enterDeepDirectory(dir(), 4090);
     Temp temp;
     std::string path = "before";
-    if (temp.getTempDir(path, "abc", deep.c_str()) != 0) return 4;
-    return path.empty() && temp.tempFiles.empty() ? 0 : 5;
+    if (temp.getTempDir(path, "abc", deep.c_str()) != 0) return 1;
+    return path.empty() && temp.tempFiles.empty() ? 0 : 2;
   });
   EXPECT_EQ(exitCode(status), 0);
   EXPECT_EQ(newlyLogged(), Lines(10, "MXL90102L:failed to mkstemp():Invalid argument"));

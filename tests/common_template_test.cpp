@@ -289,20 +289,13 @@ TEST_F(FileList, WithoutTheRightToSearchNothingIsKnownToBeADirectory) {
 TEST_F(FileList, NamesTooLongToBeExaminedAreNoDirectories) {
   // The directory's own name is still short enough, its entries' names are not.
   const int status = inChild([&] {
-    if (chdir(dir.c_str()) != 0) return 1;
-    std::string path = dir;
-    const std::string name(250, 'd');
-    while (path.size() + name.size() + 1 < 4090) {
-      if (mkdir(name.c_str(), 0700) != 0 || chdir(name.c_str()) != 0) return 2;
-      path += "/" + name;
-    }
-    const size_t left = 4095 - path.size() - 1;
-    const std::string longest(left, 'l');
-    const std::string tooLong(left + 1, 't');
-    if (mkdir(longest.c_str(), 0700) != 0 || mkdir(tooLong.c_str(), 0700) != 0) return 3;
+    const std::string path = enterDeepDirectory(dir, 4000);
+    const std::string longest(94, 'l');
+    const std::string tooLong(95, 't');
+    if (mkdir(longest.c_str(), 0700) != 0 || mkdir(tooLong.c_str(), 0700) != 0) return 1;
     std::list<std::string> out;
-    if (getFileList(out, path.c_str(), 0, 0, 1) != 1 || out.front() != longest) return 4;
-    return getFileList(out, path.c_str(), 0, 0, 0) == 1 && out.front() == tooLong ? 0 : 5;
+    if (getFileList(out, path.c_str(), 0, 0, 1) != 1 || out.front() != longest) return 2;
+    return getFileList(out, path.c_str(), 0, 0, 0) == 1 && out.front() == tooLong ? 0 : 3;
   });
   EXPECT_EQ(exitCode(status), 0);
 }

@@ -101,6 +101,16 @@ void makeTree() {
   writeFile("tree/a/b/c/three", "123");
 }
 
+// Whether a configuration is read, and a setting of it.
+std::string configured(const char* content) {
+  gMsg.init(nullptr, "");
+  writeFile("conf", content);
+  setenv("MOXEL_CONF", "conf", 1);
+  CEnvConf conf;
+  const bool read = conf.init();
+  return std::string(read ? "true" : "false") + number(conf.getBigLimit());
+}
+
 std::string exists(bool there) { return there ? "there" : "gone"; }
 
 std::vector<Scenario> makeScenarios() {
@@ -419,25 +429,11 @@ std::vector<Scenario> makeScenarios() {
        {"-l-gone", "il-there", "-l-there", "i--gone", "i-lgone", "---gone", "none", "failed",
         "il-gone", "--lgone", "i--there"}},
       {"CEnvConf, init",
-       [] {
-         gMsg.init(nullptr, "");
-         writeFile("conf", "BigLimit=2mb\nAutoCleaning=yes\nSaveArea=/x/$HOSTNAME$\n");
-         setenv("MOXEL_CONF", "conf", 1);
-         CEnvConf conf;
-         const bool read = conf.init();
-         return std::string(read ? "true" : "false") + number(conf.getBigLimit());
-       },
+       [] { return configured("BigLimit=2mb\nAutoCleaning=yes\nSaveArea=/x/$HOSTNAME$\n"); },
        {{"fopen", 0, 1, "false0", "CEnvConf : open conf error"}, {"fgets", 0, 1, "true0", ""}},
        {}},
       {"CEnvConf, init of a file with an error",
-       [] {
-         gMsg.init(nullptr, "");
-         writeFile("conf", "BigLimit=2mb\nwrong\n");
-         setenv("MOXEL_CONF", "conf", 1);
-         CEnvConf conf;
-         const bool read = conf.init();
-         return std::string(read ? "true" : "false") + number(conf.getBigLimit());
-       },
+       [] { return configured("BigLimit=2mb\nwrong\n"); },
        {{"fopen", 0, 1, "false0", "CEnvConf : open conf error"},
         {"fgets", 0, 1, "true0", ""},
         {"fgets", 0, 2, "true2048", ""}},

@@ -89,6 +89,21 @@ std::vector<std::string> namesIn(const std::string& directory) {
   return names;
 }
 
+std::string enterDeepDirectory(const std::string& top, size_t length) {
+  constexpr size_t kLongestName = 250;
+  std::string path = top;
+  bool done = chdir(top.c_str()) == 0;
+  while (done && path.size() < length) {
+    const size_t left = length - path.size() - 1;
+    // What is left for the last name is never a slash alone.
+    const std::string name(left > kLongestName ? kLongestName - 2 : left, 'd');
+    done = mkdir(name.c_str(), 0700) == 0 && chdir(name.c_str()) == 0;
+    path += "/" + name;
+  }
+  if (!done) abort();
+  return path;
+}
+
 Environment::Environment(const char* name, std::optional<std::string> value) : m_name(name) {
   if (const char* old = getenv(name)) m_old = old;
   if (value) {

@@ -30,6 +30,10 @@ bool exists(const std::string& path);
 mode_t modeOf(const std::string& path);
 std::vector<std::string> namesIn(const std::string& directory);
 
+// Makes directories below `top`, one in the other, until the name of the last is `length` bytes
+// long, which it returns; the process works there then.
+std::string enterDeepDirectory(const std::string& top, size_t length);
+
 // Sets an environment variable, or unsets it, until the end of the scope.
 class Environment {
  public:
