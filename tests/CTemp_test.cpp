@@ -325,6 +325,13 @@ TEST_F(TempFiles, AFailureIsTracedAtItsBeginningOnly) {
                    "MXL90100L:prefix:" + scratch.file("file") + " already exist and it's file"}));
 }
 
+TEST_F(TempFiles, OneAttemptMakesAMissingDirectory) {
+  CTemp temp;
+  std::string path;
+  EXPECT_EQ(temp.getTemp_sub(path, "abc", scratch.file("a/b").c_str(), nullptr, 0), 1);
+  EXPECT_EQ(temp.getTemp_sub(path, "abc", scratch.file("c").c_str(), nullptr, 1), 1);
+}
+
 TEST_F(TempFiles, ASlashBehindTheDirectoryStays) {
   CTemp temp;
   std::string path;

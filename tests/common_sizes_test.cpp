@@ -10,6 +10,7 @@
 #include "CLog.h"
 #include "Process.h"
 #include "Scratch.h"
+#include "StatCalls.h"
 #include "common.h"
 #include "common_template.h"
 
@@ -160,6 +161,16 @@ TEST_F(Sizes, TotalPassesOverNamesThatAreTooLongToBeExamined) {
   ASSERT_EQ(lines.size(), 1u);
   EXPECT_EQ(lines[0].rfind("get file size error(" + dir + "/d", 0), 0u);
   EXPECT_EQ(lines[0].substr(lines[0].size() - 21), "t,File name too long)");
+}
+
+TEST_F(Sizes, TotalExaminesEachFileOnce) {
+  for (const char* name : {"/a", "/b", "/sub/c", "/sub/d"}) {
+    ASSERT_EQ(makeDir(dir + "/sub", 1), 0);
+    writeFile(dir + name, "1");
+  }
+  statCalls = 0;
+  EXPECT_EQ(getTotalFileSize({dir}, 1), 4);
+  EXPECT_EQ(statCalls, 1 + 4) << "the path itself and each file";
 }
 
 TEST_F(Sizes, TotalReportsInTheOrderOfTheEntries) {

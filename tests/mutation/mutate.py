@@ -160,6 +160,14 @@ def explanations(top):
     return reasons
 
 
+def require_lines(top, reasons):
+    """Ends the run where an explanation is of a line that the sources have no more."""
+    for path, old, _ in reasons:
+        with open(os.path.join(top, "src", path), encoding="utf-8") as file:
+            if old not in (line.strip() for line in file.read().split("\n")):
+                sys.exit("mutate.py: an explanation has no line any more: %s: %s" % (path, old))
+
+
 def old_line(top, path, number):
     """A line of the sources without the blanks around it."""
     with open(os.path.join(top, "src", path), encoding="utf-8") as file:
@@ -210,6 +218,7 @@ def main():
     copies = sys.argv[1:-2]
     top = copies[0]
     reasons = explanations(top)
+    require_lines(top, reasons)
     killed_before, explained_before = 0, []
     if sys.argv[-2] == "again":
         queue, killed_before = survivors_of(sys.argv[-1], top)
