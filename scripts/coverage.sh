@@ -1,5 +1,6 @@
 #!/bin/sh
-# Measures the line and branch coverage of src/ by the tests and the fault sweep, and prints the table;
+# Measures the line and branch coverage of src/ by the tests and the fault sweep, without the branches that
+# only an exception takes, which the compiler adds to every call, and prints the table;
 # fails below 100 % of the lines or 95 % of the branches, but for the exceptions that are listed. Its last
 # line has the figures.
 set -eu

@@ -1,5 +1,5 @@
 #!/bin/sh
-# Makes every call of the C library in every scenario fail in turn, and reports what fell short; its
+# Makes the calls of the C library that can fail do so in turn, in every scenario, and reports what fell short; its
 # last line has the figures.
 set -eu
 
