@@ -176,6 +176,9 @@ fi
 source=$1
 build=$2
 scratch=$(mktemp -d)
+# What lintian and dpkg-deb leave behind goes with it.
+TMPDIR=$scratch
+export TMPDIR
 trap 'rm -rf "$scratch"' EXIT
 packages=$scratch/packages
 
@@ -254,7 +257,7 @@ rpm -qp --scripts $rpm >"$scratch/scripts"
 grep -q '^postuninstall' "$scratch/scripts" || fail "the RPM has other scripts"
 [ -z "$(rpm -qp --scripts moxel-dev-2.0.0-1.x86_64.rpm)" ] || fail "the RPM moxel-dev has scripts"
 
-TMPDIR=$scratch lintian --fail-on error,warning ./*_2.0.0_*.deb >"$scratch/lintian" 2>&1 ||
+lintian --fail-on error,warning ./*_2.0.0_*.deb >"$scratch/lintian" 2>&1 ||
   { cat "$scratch/lintian" >&2; fail "lintian"; }
 
 # ---- Their life, and tools built with them -----------------------------------------------------

@@ -146,8 +146,8 @@ std::vector<Scenario> makeScenarios() {
         {"rename", 0, 1, "4[one][bad]", "MXL90104L:failed to rename()"}},
        {"4[one][]", "4[][bad]", "4[][]", "-1[one][bad]", "-1[][]", "127[][]", "1[][]",
         "4[][/bin/sh: 1: echo: echo: I/O error|bad]"},
-       {"rename", "unlink", "popen", "fork", "pipe", "execvp", "stat", "dup2", "opendir",
-        "rmdir", "read", "getcwd", "vsnprintf", "waitpid"}},
+       {"rename", "unlink", "popen", "fork", "pipe", "execvp", "stat", "dup2", "opendir", "rmdir",
+        "read", "getcwd", "vsnprintf", "waitpid"}},
       {"execGetLine",
        [] {
          char line[1024] = "old";
