@@ -1,6 +1,7 @@
 #include "CEnvConf.h"
 
 #include <algorithm>
+#include <charconv>
 #include <climits>
 #include <cstdio>
 #include <cstdlib>
@@ -29,7 +30,7 @@ constexpr size_t kAnswerBytes = 1024;
 constexpr size_t kRunningCommandBytes = 1024;
 constexpr size_t kLookUpCommandBytes = 4096;
 constexpr size_t kSizeDigits = 256;
-constexpr size_t kIntBytes = 12;
+constexpr size_t kIntDigits = 11;
 
 constexpr int kMaxSendTotalKb = 10240;
 constexpr long kMaxHours = 99;
@@ -85,6 +86,11 @@ int numberOf(const char* digits) {
   const long number = strtol(digits, nullptr, 10);
   return static_cast<int>(
       std::clamp(number, static_cast<long>(INT_MIN), static_cast<long>(INT_MAX)));
+}
+
+// In place of the text that is there.
+void writeNumber(char* value, int number) {
+  *std::to_chars(value, value + kIntDigits, number).ptr = '\0';
 }
 
 // Cuts the value at its unit; a number outside of 1 to `most` becomes `otherwise`, without an
@@ -246,7 +252,7 @@ int CEnvConf::convValueInt(char* value) {
   while (digits < kSizeDigits && value[digits] >= '0' && value[digits] <= '9') ++digits;
   char* unit = value + digits;
   if (*unit == '\0' || digits == kSizeDigits) {
-    snprintf(value, kIntBytes, "%d", numberOf(value));
+    writeNumber(value, numberOf(value));
     return 1;
   }
   const bool megabytes = strcmp(unit, "mb") == 0;
@@ -255,7 +261,7 @@ int CEnvConf::convValueInt(char* value) {
   // Digits of "kb" deliberately stay as they are written.
   if (megabytes) {
     const unsigned kilobytes = static_cast<unsigned>(numberOf(value)) << kKbPerMbBits;
-    snprintf(value, kIntBytes, "%d", static_cast<int>(kilobytes));
+    writeNumber(value, static_cast<int>(kilobytes));
   }
   return 1;
 }
@@ -339,7 +345,7 @@ int CEnvConf::lookUpSaveCoreDirFromScript(const char* script, char* out) {
 
 bool CEnvConf::isRunning(const char* path) {
   if (path == nullptr) return false;
-  char command[kRunningCommandBytes];
+  char command[kRunningCommandBytes] = "";
   snprintf(command, sizeof command, "(echo `fuser %s` |awk '{print NF}') 2>/dev/null", path);
   char count[kAnswerBytes] = "";
   return execGetLine(command, count) >= 0 && strtol(count, nullptr, 10) > 0;

@@ -300,7 +300,7 @@ void CLog::slog(const char* fmt, ...) {
 
 void CLog::sendLine(const char* text) {
   const tm t = now();
-  char line[kSystemLineBytes];
+  char line[kSystemLineBytes] = "";
   snprintf(line, sizeof line, "%04d/%02d/%02d %02d:%02d:%02d PID=%5d %s", t.tm_year + 1900,
            t.tm_mon + 1, t.tm_mday, t.tm_hour, t.tm_min, t.tm_sec, static_cast<int>(getpid()),
            text);

@@ -1,6 +1,6 @@
 #include "CMxlRmgLibImpl.h"
 
-#include <cstdio>
+#include <charconv>
 
 #include "vekcom.h"
 
@@ -13,7 +13,7 @@ int CMxlRmgLibImpl::RMG_GetStatus(int& status) { return VEK_GetStatus(0, &status
 int CMxlRmgLibImpl::RMG_GetID(char* dst) {
   int id = 0;
   const int result = VEK_GetID(&id);
-  if (dst != nullptr) std::snprintf(dst, kMachineIdBytes, "%d", id);
+  if (dst != nullptr) *std::to_chars(dst, dst + kMachineIdBytes, id).ptr = '\0';
   return result;
 }
 

@@ -42,7 +42,7 @@ std::string takeName(std::string& intended, const char* name) {
 }
 
 bool makeTempDirectory(std::string& path, const char* dir) {
-  char name[kNameBytes];
+  char name[kNameBytes] = "";
   snprintf(name, sizeof name, "%s/XXXXXX", dir);
   std::string intended = std::string(name) + "_";
   // The descriptor deliberately stays open; neither closed nor handed back.
@@ -65,7 +65,7 @@ bool makeTempDirectory(std::string& path, const char* dir) {
 bool makeTempFile(std::string& path, const char* prefix, const char* dir, int* fd,
                   int& descriptor) {
   const std::string pattern = format("%s/%sXXXXXX", dir, prefix);
-  char name[kNameBytes];
+  char name[kNameBytes] = "";
   snprintf(name, sizeof name, "%s", C(pattern));
   std::string intended = std::string(name) + "_";
   descriptor = mkstemp(name);

@@ -964,7 +964,7 @@ long long getTotalFileSize(const std::list<std::string>& paths, int recursive) {
 
 int getDirSize(const char* dir) {
   if (dir == nullptr) return -1;
-  char command[kCommandBytes];
+  char command[kCommandBytes] = "";
   snprintf(command, sizeof command, "du -sk %s", dir);
   char line[kPieceBytes] = "";
   execGetLine(command, line);
@@ -993,7 +993,7 @@ int getDirFileSize(std::string dir, int& size, int patterns) {
 
 int getFreeSize(const char* path) {
   if (path == nullptr) return -1;
-  char command[kCommandBytes];
+  char command[kCommandBytes] = "";
   snprintf(command, sizeof command,
            "df -kP %s | perl -ne '@e=split; printf(\"%%s %%s\n\", $e[0], $e[3]);' 2>/dev/null",
            path);

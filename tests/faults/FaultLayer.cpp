@@ -2,8 +2,10 @@
 
 #include <dirent.h>
 #include <fcntl.h>
+#include <fnmatch.h>
 #include <libintl.h>
 #include <locale.h>
+#include <signal.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <sys/ipc.h>
@@ -11,7 +13,9 @@
 #include <sys/resource.h>
 #include <sys/sem.h>
 #include <sys/stat.h>
+#include <sys/time.h>
 #include <sys/wait.h>
+#include <syslog.h>
 #include <time.h>
 #include <unistd.h>
 #include <utime.h>
@@ -20,6 +24,7 @@
 #include <cerrno>
 #include <cstdarg>
 #include <new>
+#include <string_view>
 
 namespace faults {
 namespace {
@@ -37,8 +42,10 @@ enum Function {
   kExecvp,
   kFclose,
   kFgets,
+  kFnmatch,
   kFopen,
   kFork,
+  kFprintf,
   kFstat,
   kFstatat,
   kFtok,
@@ -46,12 +53,14 @@ enum Function {
   kGetcwd,
   kGetrlimit,
   kGettext,
+  kGettimeofday,
   kLocaltime,
   kLseek,
   kMkdir,
   kMkstemp,
   kOpen,
   kOpendir,
+  kOpenlog,
   kPclose,
   kPipe,
   kPopen,
@@ -66,10 +75,16 @@ enum Function {
   kSemget,
   kSemop,
   kSetlocale,
+  kSignal,
+  kSleep,
+  kSnprintf,
   kStat,
+  kSyslog,
   kTextdomain,
+  kTime,
   kTruncate,
   kUnlink,
+  kUsleep,
   kUtime,
   kVprintf,
   kVsnprintf,
@@ -94,6 +109,8 @@ int target = kFunctions;
 int targetError = 0;
 int targetCall = 0;
 Mode targetMode = Mode::kOnce;
+char command[4096] = "";
+char systemLine[4096] = "";
 
 struct Row {
   const char* name;
@@ -113,8 +130,10 @@ constexpr Row kRows[] = {
     {"execvp", kExecvp, ENOENT},
     {"fclose", kFclose, ENOSPC},
     {"fgets", kFgets, EIO},
+    {"fnmatch", kFnmatch, ENOMEM},
     {"fopen", kFopen, EMFILE},
     {"fork", kFork, EAGAIN},
+    {"fprintf", kFprintf, ENOSPC},
     {"fstat", kFstat, EOVERFLOW},
     {"fstatat", kFstatat, EACCES},
     {"ftok", kFtok, ENOENT},
@@ -122,12 +141,14 @@ constexpr Row kRows[] = {
     {"getcwd", kGetcwd, ENOENT},
     {"getrlimit", kGetrlimit, EPERM},
     {"gettext", kGettext, 0},
+    {"gettimeofday", kGettimeofday, EPERM},
     {"localtime", kLocaltime, EOVERFLOW},
     {"lseek", kLseek, ESPIPE},
     {"mkdir", kMkdir, ENOSPC},
     {"mkstemp", kMkstemp, EMFILE},
     {"open", kOpen, EMFILE},
     {"opendir", kOpendir, EMFILE},
+    {"openlog", kOpenlog, ECONNREFUSED},
     {"pclose", kPclose, ECHILD},
     {"pipe", kPipe, EMFILE},
     {"popen", kPopen, ENOMEM},
@@ -149,10 +170,16 @@ constexpr Row kRows[] = {
     {"semop", kSemop, EINVAL},
     {"semop", kSemop, ENOSPC},
     {"setlocale", kSetlocale, ENOENT},
+    {"signal", kSignal, EINVAL},
+    {"sleep", kSleep, EINTR},
+    {"snprintf", kSnprintf, EOVERFLOW},
     {"stat", kStat, EACCES},
+    {"syslog", kSyslog, ECONNREFUSED},
     {"textdomain", kTextdomain, ENOMEM},
+    {"time", kTime, EPERM},
     {"truncate", kTruncate, EIO},
     {"unlink", kUnlink, EPERM},
+    {"usleep", kUsleep, EINTR},
     {"utime", kUtime, EPERM},
     {"vprintf", kVprintf, EIO},
     {"vsnprintf", kVsnprintf, EOVERFLOW},
@@ -205,9 +232,24 @@ void arm(size_t fault, int call, Mode mode) {
 
 void disarm() { armed = false; }
 
+Pause::Pause() : m_armed(armed) { armed = false; }
+
+Pause::~Pause() { armed = m_armed; }
+
 int calls(size_t fault) { return shared->calls[kRows[fault].function]; }
 
 int injected() { return shared->injected; }
+
+namespace {
+std::string take(char* text) {
+  std::string taken = text;
+  *text = '\0';
+  return taken;
+}
+}  // namespace
+
+std::string takeCommand() { return take(command); }
+std::string takeSystemLine() { return take(systemLine); }
 
 }  // namespace faults
 
@@ -242,6 +284,8 @@ WRAP(int, dup2, (int from, int to), (from, to), kDup2, -1)
 WRAP(int, execvp, (const char* file, char* const argv[]), (file, argv), kExecvp, -1)
 WRAP_RELEASE(int, fclose, (FILE * file), (file), kFclose, EOF)
 WRAP(char*, fgets, (char* line, int size, FILE* file), (line, size, file), kFgets, nullptr)
+WRAP(int, fnmatch, (const char* pattern, const char* name, int flags), (pattern, name, flags),
+     kFnmatch, -1)
 WRAP(FILE*, fopen, (const char* path, const char* mode), (path, mode), kFopen, nullptr)
 WRAP(pid_t, fork, (), (), kFork, -1)
 WRAP(int, fstat, (int number, struct stat* status), (number, status), kFstat, -1)
@@ -252,6 +296,7 @@ WRAP(int, ftruncate, (int number, off_t length), (number, length), kFtruncate, -
 WRAP(char*, getcwd, (char* buffer, size_t size), (buffer, size), kGetcwd, nullptr)
 WRAP(int, getrlimit, (__rlimit_resource_t resource, struct rlimit* limit), (resource, limit),
      kGetrlimit, -1)
+WRAP(int, gettimeofday, (timeval * now, void* zone), (now, zone), kGettimeofday, -1)
 WRAP(tm*, localtime, (const time_t* t), (t), kLocaltime, nullptr)
 WRAP(off_t, lseek, (int number, off_t offset, int whence), (number, offset, whence), kLseek, -1)
 WRAP(int, mkdir, (const char* path, mode_t mode), (path, mode), kMkdir, -1)
@@ -259,7 +304,6 @@ WRAP(int, mkstemp, (char* name), (name), kMkstemp, -1)
 WRAP(DIR*, opendir, (const char* path), (path), kOpendir, nullptr)
 WRAP_RELEASE(int, pclose, (FILE * file), (file), kPclose, -1)
 WRAP(int, pipe, (int ends[2]), (ends), kPipe, -1)
-WRAP(FILE*, popen, (const char* command, const char* mode), (command, mode), kPopen, nullptr)
 WRAP(ssize_t, pread, (int number, void* bytes, size_t count, off_t at), (number, bytes, count, at),
      kPread, -1)
 WRAP(int, puts, (const char* line), (line), kPuts, EOF)
@@ -269,10 +313,15 @@ WRAP(int, rename, (const char* from, const char* to), (from, to), kRename, -1)
 WRAP(int, rmdir, (const char* path), (path), kRmdir, -1)
 WRAP(int, semget, (key_t key, int count, int flags), (key, count, flags), kSemget, -1)
 WRAP(char*, setlocale, (int category, const char* locale), (category, locale), kSetlocale, nullptr)
+WRAP(sighandler_t, signal, (int number, sighandler_t handler), (number, handler), kSignal, SIG_ERR)
+// An interrupted wait: all of it is left.
+WRAP(unsigned, sleep, (unsigned seconds), (seconds), kSleep, seconds)
 WRAP(int, stat, (const char* path, struct stat* status), (path, status), kStat, -1)
 WRAP(char*, textdomain, (const char* domain), (domain), kTextdomain, nullptr)
+WRAP(time_t, time, (time_t * seconds), (seconds), kTime, -1)
 WRAP(int, truncate, (const char* path, off_t length), (path, length), kTruncate, -1)
 WRAP(int, unlink, (const char* path), (path), kUnlink, -1)
+WRAP(int, usleep, (useconds_t microseconds), (microseconds), kUsleep, -1)
 WRAP(int, utime, (const char* path, const struct utimbuf* times), (path, times), kUtime, -1)
 WRAP(int, vprintf, (const char* fmt, va_list args), (fmt, args), kVprintf, -1)
 WRAP(int, vsnprintf, (char* text, size_t size, const char* fmt, va_list args),
@@ -291,6 +340,37 @@ extern "C" int __wrap_open(const char* path, int flags, ...) {
   return strike(kOpen) ? -1 : __real_open(path, flags, mode);
 }
 
+// A logger that is not there takes nothing and reports nothing.
+WRAP(void, openlog, (const char* ident, int options, int facility), (ident, options, facility),
+     kOpenlog, void())
+
+extern "C" void __wrap_syslog(int /*priority*/, const char* fmt, ...) {
+  if (strike(kSyslog)) return;
+  va_list args;
+  va_start(args, fmt);
+  __real_vsnprintf(systemLine, sizeof systemLine, fmt, args);
+  va_end(args);
+}
+
+extern "C" int __wrap_fprintf(FILE* file, const char* fmt, ...) {
+  if (strike(kFprintf)) return -1;
+  va_list args;
+  va_start(args, fmt);
+  const int length = vfprintf(file, fmt, args);
+  va_end(args);
+  return length;
+}
+
+// Writes nothing: the caller's buffer stays as it is.
+extern "C" int __wrap_snprintf(char* text, size_t size, const char* fmt, ...) {
+  if (strike(kSnprintf)) return -1;
+  va_list args;
+  va_start(args, fmt);
+  const int length = __real_vsnprintf(text, size, fmt, args);
+  va_end(args);
+  return length;
+}
+
 extern "C" int __wrap_printf(const char* fmt, ...) {
   if (strike(kPrintf)) return -1;
   va_list args;
@@ -298,6 +378,12 @@ extern "C" int __wrap_printf(const char* fmt, ...) {
   const int length = vfprintf(stdout, fmt, args);
   va_end(args);
   return length;
+}
+
+extern "C" FILE* __real_popen(const char* line, const char* mode);
+extern "C" FILE* __wrap_popen(const char* line, const char* mode) {
+  command[std::string_view(line).copy(command, sizeof command - 1)] = '\0';
+  return strike(kPopen) ? nullptr : __real_popen(line, mode);
 }
 
 // A set that is gone: somebody has removed it.

@@ -30,10 +30,28 @@ void arm(size_t fault, int call, Mode mode);
 // From now on neither counts nor fails.
 void disarm();
 
+// Neither counts nor fails while one of these lives.
+class Pause {
+ public:
+  Pause();
+  ~Pause();
+  Pause(const Pause&) = delete;
+  Pause& operator=(const Pause&) = delete;
+
+ private:
+  bool m_armed;
+};
+
 // Calls of the function of this fault since `count` or `arm`.
 int calls(size_t fault);
 
 // How many calls were made to fail since `arm`.
 int injected();
+
+// Takes the command that popen was given last.
+std::string takeCommand();
+
+// Takes the line that the system logger was given last, which gets none itself.
+std::string takeSystemLine();
 
 }  // namespace faults

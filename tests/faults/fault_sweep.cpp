@@ -59,6 +59,7 @@ constexpr unsigned kWatchdogSeconds = 10;
 constexpr char kOutputBehind = '\x1f';
 constexpr char kThrown[] = "thrown";
 constexpr size_t kReportBytes = 1 << 18;
+constexpr size_t kMostFaults = 100;
 
 // What a failing call must lead to: a result, and a piece of the log.
 struct Row {
@@ -109,6 +110,12 @@ std::string configured(const char* content) {
   CEnvConf conf;
   const bool read = conf.init();
   return std::string(read ? "true" : "false") + number(conf.getBigLimit());
+}
+
+// The first word of the command that ran last.
+std::string commandName() {
+  const std::string command = faults::takeCommand();
+  return command.substr(0, command.find(' '));
 }
 
 std::string exists(bool there) { return there ? "there" : "gone"; }
@@ -228,10 +235,10 @@ std::vector<Scenario> makeScenarios() {
        [] {
          makeTree();
          const int size = getDirSize("tree");
-         return number(size > 0 ? 1 : size);
+         return number(size > 0 ? 1 : size) + commandName();
        },
-       {},
-       {"0", "-1"}},
+       {{"snprintf", 0, 1, "0", ""}},
+       {"0du", "-1du"}},
       {"getDirFileSize",
        [] {
          makeTree();
@@ -242,9 +249,12 @@ std::vector<Scenario> makeScenarios() {
        {},
        {"0,0", "-1,0", "-1,7"}},
       {"getFreeSize",
-       [] { return number(getFreeSize("/tmp") > 0 ? 1 : -1); },
-       {{"popen", 0, 0, "-1", ""}},
-       {"-1"}},
+       [] {
+         const int size = getFreeSize("/tmp");
+         return number(size > 0 ? 1 : size) + commandName();
+       },
+       {{"popen", 0, 0, "-1df", ""}, {"snprintf", 0, 1, "-1", ""}},
+       {"-1df"}},
       {"getFileList",
        [] {
          makeTree();
@@ -281,6 +291,8 @@ std::vector<Scenario> makeScenarios() {
        },
        {{"mkstemp", 0, 1, "1there1gone",
          "failed to mkstemp():Too many open files:templ=/tmp/sweepXXXXXX"},
+        {"snprintf", 0, 1, "1there1gone",
+         "failed to mkstemp():Invalid argument:templ=/tmp/sweepXXXXXX"},
         {"rename", 0, 1, "1there1gone", "MXL90104L:failed to rename():/tmp/sweep"}},
        {"0gone0gone", "1there1there"},
        {"rename", "unlink", "popen", "fork", "pipe", "execvp", "stat", "dup2", "opendir", "rmdir",
@@ -310,6 +322,7 @@ std::vector<Scenario> makeScenarios() {
          return number(made) + exists(std::filesystem::is_directory(path));
        },
        {{"mkstemp", 0, 1, "1there", "MXL90102L:failed to mkstemp():Too many open files"},
+        {"snprintf", 0, 1, "1there", "MXL90102L:failed to mkstemp():Invalid argument"},
         {"unlink", 0, 1, "1there", "MXL90102L:failed to unlink():Operation not permitted"},
         {"mkdir", 0, 1, "1there", "MXL90103L:failed to create dir:/tmp/"}},
        {"0gone"},
@@ -384,11 +397,20 @@ std::vector<Scenario> makeScenarios() {
        {"0left"}},
       {"slog",
        [] {
-         if (!isQuiet([] { gLog.slog("%s", "to the system logger"); })) return std::string(kThrown);
-         return std::string("sent");
+         if (!isQuiet([] { gLog.slog("%s", "text"); })) return std::string(kThrown);
+         const std::string line = faults::takeSystemLine();
+         const size_t id = line.find("PID=");
+         if (id == std::string::npos) return line;
+         const size_t text = line.find_first_not_of("0123456789 ", id + strlen("PID="));
+         return text == std::string::npos ? "no text" : line.substr(text);
        },
-       {},
-       {}},
+       {{"snprintf", 0, 1, "", ""},
+        {"syslog", 0, 1, "", ""},
+        {"vsnprintf", 0, 0, "no text", ""},
+        {"openlog", 0, 1, "text", ""},
+        {"time", 0, 1, "text", ""},
+        {"localtime", 0, 1, "text", ""}},
+       {""}},
       {"CMutex",
        [] {
          CMutex mutex("/tmp/sweep", 1, false);
@@ -407,6 +429,30 @@ std::vector<Scenario> makeScenarios() {
         {"semop", EIDRM, 1, "i---", ""},
         {"semop", ENOSPC, 2, "il-d", ""}},
        {"i--d", "il--", "il-d"}},
+      {"CMutex, removal under a waiter",
+       [] {
+         CMutex mutex("/tmp/sweep", 0, false);
+         if (!mutex.init(0)) return std::string(mutex.remove(true, 0) ? "failed" : "none");
+         pid_t waiter = -1;
+         {
+           const faults::Pause pause;
+           waiter = startChild([] {
+             CMutex other("/tmp/sweep", 0, false);
+             return other.init(0) && !other.lock(true) ? errno : 0;
+           });
+           if (!eventually([] { return waitersFor("/tmp/sweep") == 1; })) return std::string("?");
+         }
+         const std::string result = mutex.remove(true, 0) ? "removed" : "left";
+         const faults::Pause pause;
+         return result + (exitCode(waitFor(waiter)) == EIDRM ? ", woken" : ", not woken");
+       },
+       {{"sleep", 0, 1, "removed, woken", ""},
+        {"semctl", 0, 1, "none", ""},
+        {"semctl", 0, 2, "left, woken", ""},
+        {"semctl", 0, 3, "left, woken", ""},
+        {"ftok", 0, 0, "none", ""},
+        {"semget", 0, 1, "none", ""}},
+       {}},
       {"CMutex, without waiting",
        [] {
          std::string result;
@@ -451,10 +497,11 @@ std::vector<Scenario> makeScenarios() {
       {"CEnvConf, isRunning",
        [] {
          CEnvConf conf;
-         return std::string(conf.isRunning("/proc/self/exe") ? "running" : "not");
+         const std::string result = conf.isRunning("/proc/self/exe") ? "running" : "not";
+         return result + commandName();
        },
-       {},
-       {"not", "running"}},
+       {{"snprintf", 0, 1, "not", ""}},
+       {"not(echo", "running(echo"}},
       {"ResourceBridgeImpFile",
        [] {
          writeFile("messages", "MXL00001I\ttext\nMXL00002I\tother\n");
@@ -463,6 +510,20 @@ std::vector<Scenario> makeScenarios() {
          return number(result) + bridge.getText("MXL00001I");
        },
        {{"fopen", 0, 0, "-1", ""}, {"fgets", 0, 1, "0", ""}},
+       {}},
+      {"ResourceBridgeImpFile, with an error",
+       [] {
+         // Its complaints are not of interest here.
+         if (freopen("/dev/null", "w", stderr) == nullptr) return std::string("no error output");
+         writeFile("messages", "wrong\n");
+         ResourceBridgeImpFile bridge;
+         const int wrong = bridge.load("C", "messages");
+         return number(wrong) + number(bridge.load("C", "missing"));
+       },
+       {{"fprintf", 0, 1, "-1-1", ""},
+        {"fprintf", 0, 2, "-1-1", ""},
+        {"fopen", 0, 1, "-1-1", ""},
+        {"fgets", 0, 1, "0-1", ""}},
        {}},
       {"ResourceBridgeImpGettext",
        [] {
@@ -533,6 +594,25 @@ std::vector<Scenario> makeScenarios() {
        },
        {{"localtime", 0, 1, "86400nonesome", ""}, {"localtime", 0, 2, "86400somenone", ""}},
        {"86400nonenone"}},
+      {"clocks",
+       [] {
+         std::string text;
+         std::string result = getTimeStr(text, 0) > 0 ? "now" : "never";
+         result += text.empty() ? "none" : "some";
+         result += getTimeStr(0L).empty() ? "none" : "some";
+         return result += elapsedTime() > 0 ? "elapsed" : "stopped";
+       },
+       // A clock that fails stands a second before its start.
+       {{"time", 0, 1, "neversomesomeelapsed", ""},
+        {"time", 0, 2, "nowsomesomeelapsed", ""},
+        {"gettimeofday", 0, 1, "nowsomesomestopped", ""},
+        {"localtime", 0, 1, "nownonesomeelapsed", ""},
+        {"localtime", 0, 2, "nowsomenoneelapsed", ""}},
+       {"nownonenoneelapsed", "neversomesomeelapsed"}},
+      {"matchWild",
+       [] { return number(matchWild("a*c", "abc")); },
+       {{"fnmatch", 0, 1, "0", ""}},
+       {}},
       {"agent's installation",
        [] {
          CMxlRmgLib client;
@@ -628,6 +708,7 @@ struct Totals {
   std::atomic<int> runs;
   std::atomic<int> faults;
   std::atomic<int> short_of;
+  std::atomic<bool> met[kMostFaults];  // faults that were injected
 };
 
 template <class T>
@@ -763,6 +844,7 @@ class Sweep {
     const bool ended = perform(fault, call, mode);
     ++m_totals.runs;
     m_totals.faults += m_report->injected;
+    if (m_report->injected > 0) m_totals.met[fault] = true;
     const bool allocation = function == "operator new";
     if (m_verbose)
       printf("%s: %s: %s%s\n", m_scenario.name, C(m_what), m_report->result,
@@ -903,6 +985,11 @@ int main(int argc, char** argv) {
   if (!worked) {
     fprintf(stderr, "fault_sweep: this machine does not permit the private mounts that it needs\n");
     return 1;
+  }
+  for (size_t fault = 0; fault < faults::kFaults.size() && wanted.empty(); ++fault) {
+    if (totals->met[fault]) continue;
+    ++totals->short_of;
+    printf("SHORT %s is called in no scenario\n", C(faults::kFaults[fault].function));
   }
   printf("%d scenarios, %d runs, %d faults injected, %d fell short\n", totals->scenarios.load(),
          totals->runs.load(), totals->faults.load(), totals->short_of.load());
