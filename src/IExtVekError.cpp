@@ -19,10 +19,14 @@ constexpr int kCatchAllSsCode = 259;
 constexpr int kFieldCount = 4;
 constexpr int kInputLineBytes = 4096;
 
+// Room from the start for what most explanations take, so that they grow at most once.
+constexpr size_t kTypicalText = 512;
+
 bool failed(const std::ios& stream) { return stream.bad() || stream.fail(); }
 
-std::string codeLine(int rmCode, int ssCode) {
-  return "RL:" + std::to_string(rmCode) + ",QD-Agent:" + std::to_string(ssCode);
+void appendCodes(std::string& text, int rmCode, int ssCode) {
+  text.append("RL:").append(std::to_string(rmCode));
+  text.append(",QD-Agent:").append(std::to_string(ssCode));
 }
 
 }  // namespace
@@ -78,32 +82,37 @@ const char* IExtVekError::toString1line() {
   if (getLastSSErrType() == 0) return m_text.c_str();
 
   const char* type = getLastSSErrTypeStr();
-  const std::optional<std::string> message = serverMessage();
+  const std::optional<std::string_view> message = serverMessage();
   const int ssCode = getLastSSErrCode();
   const int rmCode = getLastRMErrCode();
   m_text = "(";
   if (type == nullptr) return m_text.c_str();
-  m_text += std::string(type) + ") " + codeLine(rmCode, ssCode) + ",Mailsvr:\"";
-  if (message) m_text += *message + "\"";
+  m_text.append(type).append(") ");
+  appendCodes(m_text, rmCode, ssCode);
+  m_text += ",Mailsvr:\"";
+  if (message) m_text.append(*message) += '"';
   return m_text.c_str();
 }
 
 std::string IExtVekError::formatExtRMError(EXTERR& row) {
   std::string text;
+  text.reserve(kTypicalText);
   if (row.text != nullptr && *row.text != '\0') text.append(row.text) += '\n';
   if (row.kind != kServerMessageSmtp && row.kind != kServerMessagePop3) return text;
   // The same message for both: there is no POP3 message of its own.
   text += row.kind == kServerMessageSmtp ? gSmtpMessageHeading : gPop3MessageHeading;
   text += '\n';
-  const std::optional<std::string> message = serverMessage();
-  if (message) text += *message + '\n';
+  const std::optional<std::string_view> message = serverMessage();
+  if (message) text.append(*message) += '\n';
   return text;
 }
 
 std::string IExtVekError::lookup(const char* type, int rmCode, int ssCode) {
   if (type == nullptr) return "(";
 
-  std::string text = "(" + std::string(type) + ") ";
+  std::string text;
+  text.reserve(kTypicalText);
+  text.append("(").append(type).append(") ");
   const bool catchAll =
       std::strcmp(type, "HTTP") == 0 && rmCode == kCatchAllRmCode && ssCode > kCatchAllAboveSsCode;
   for (const EXTERR* row = gExtErrCatalogue; row->rmCode != kExtErrEnd; ++row) {
@@ -116,7 +125,9 @@ std::string IExtVekError::lookup(const char* type, int rmCode, int ssCode) {
       text += formatExtRMError(matched);
     }
   }
-  return text + codeLine(rmCode, ssCode) + "\n";
+  appendCodes(text, rmCode, ssCode);
+  text += '\n';
+  return text;
 }
 
 void IExtVekError::setData(std::list<std::string> items) {
@@ -148,24 +159,24 @@ void IExtVekError::setField(int index, const char* text) {
 }
 
 // The server's message, nothing for a derived class's null: as in a stream, a text ends before it.
-std::optional<std::string> IExtVekError::serverMessage() {
+std::optional<std::string_view> IExtVekError::serverMessage() {
   const char* message = getLastSmtpMsg();
   if (message == nullptr) return std::nullopt;
   if (message != m_lastSmtpMsg) return message;
-  return std::string(message, strnlen(message, sizeof m_lastSmtpMsg));
+  return std::string_view(message, strnlen(message, sizeof m_lastSmtpMsg));
 }
 
 std::ostream& operator<<(std::ostream& out, IExtVekError& record) {
-  const std::optional<std::string> lines[kFieldCount] = {
-      std::to_string(record.getLastRMErrCode()), std::to_string(record.getLastSSErrType()),
-      std::to_string(record.getLastSSErrCode()), record.serverMessage()};
-  for (const auto& line : lines) {
-    if (failed(out)) break;
-    if (line) {
-      out << *line + "\n";
-    } else {
-      out.setstate(std::ios::badbit);
-    }
+  for (const int number :
+       {record.getLastRMErrCode(), record.getLastSSErrType(), record.getLastSSErrCode()}) {
+    if (!failed(out)) out << std::to_string(number) + "\n";
+  }
+  if (failed(out)) return out;
+  const std::optional<std::string_view> message = record.serverMessage();
+  if (!message) {
+    out.setstate(std::ios::badbit);
+  } else {
+    out << std::string(*message) + "\n";
   }
   return out;
 }

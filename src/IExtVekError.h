@@ -5,6 +5,7 @@
 #include <optional>
 #include <ostream>
 #include <string>
+#include <string_view>
 
 struct EXTERR;
 
@@ -90,7 +91,7 @@ class IExtVekError {
 
  private:
   void setField(int index, const char* text);
-  std::optional<std::string> serverMessage();
+  std::optional<std::string_view> serverMessage();
 };
 
 std::ostream& operator<<(std::ostream& out, IExtVekError& record);

@@ -22,6 +22,7 @@ ResourceCO::ResourceCO(const MSG_TABLE* table) {
     next = std::next(byId.insert_or_assign(next, row->id, text));
   }
   m_askedByNumber.resize(tables.size());
+  m_askedById.reserve(tables.size());
 }
 
 ResourceCO::~ResourceCO() = default;
