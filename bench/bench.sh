@@ -5,7 +5,8 @@
 set -eu
 
 usage="usage: bench.sh [REPETITIONS]     10 when not given, which takes about ten minutes
-       bench.sh --profile ROW/WHO/SIZE TIMES"
+       bench.sh --profile ROW/WHO/SIZE TIMES
+       bench.sh --profile memory"
 case ${1:-} in
   -h)
     echo "$usage"
@@ -13,7 +14,7 @@ case ${1:-} in
     ;;
   --inside) ;;
   --profile)
-    if [ $# -ne 3 ]; then
+    if [ $# -ne 3 ] && [ "$*" != "--profile memory" ]; then
       echo "$usage" >&2
       exit 2
     fi
@@ -57,6 +58,28 @@ each() {
   echo $(((many - few) / more))
 }
 
+# Runs the command and the program beside it, which appear in $results under their names with the
+# peak of each run.
+run_for_peaks() {
+  printf '#!/bin/sh\necho one line\n' >/opt/kardo/moxel/bin/scsend.sh
+  chmod 755 /opt/kardo/moxel/bin/scsend.sh
+  for program in scsend popen; do
+    for _ in $(seq "$1"); do
+      "$build/bench_peak" "$results/$program" /opt/kardo/moxel/bin/$program >"$results/output"
+    done
+  done
+}
+
+# The memory in KB that each file, the heap and the stack take in a copy of /proc/PID/smaps.
+show_mappings() {
+  awk '/^[0-9a-f]+-/ { name = NF > 5 ? $6 : "other"; sub(".*/", "", name) }
+    /^Rss:/ { kilobytes[name] += $2; total += $2 }
+    END {
+      for (name in kilobytes) if (kilobytes[name] > 0) print kilobytes[name], name
+      print total, "in all"
+    }' "$1" | sort -n
+}
+
 # measure ROWS REPETITIONS FILE: the times of the rows that a regular expression describes.
 measure() {
   "$build/moxel_bench" --benchmark_filter="$1" --benchmark_repetitions="$2" \
@@ -78,7 +101,14 @@ if [ "${1:-}" = --inside ]; then
   LD_LIBRARY_PATH=/opt/ZQRNvek/lib
   export MOXEL_LOG LD_LIBRARY_PATH
 
-  if [ "$3" = --profile ]; then
+  if [ "$3 ${4:-}" = "--profile memory" ]; then
+    run_for_peaks 1
+    for program in scsend popen; do
+      echo "$program, KB at its end:"
+      show_mappings "$results/$program.maps"
+    done
+    exit 0
+  elif [ "$3" = --profile ]; then
     perf record --quiet --event cpu-clock --freq 5000 --output "$results/perf.data" \
       "$build/moxel_bench" --once "$4" "$5" >/dev/null 2>&1
     perf report --stdio --quiet --input "$results/perf.data" --comm moxel_bench --sort dso,symbol \
@@ -101,14 +131,10 @@ if [ "${1:-}" = --inside ]; then
       "$(each instructions "$name" </dev/null)"
   done <"$results/list" >"$results/counts"
 
-  printf '#!/bin/sh\necho one line\n' >/opt/kardo/moxel/bin/scsend.sh
-  chmod 755 /opt/kardo/moxel/bin/scsend.sh
+  # Where the libraries come to lie changes which pages are touched, so that the median is of many.
+  run_for_peaks 51
   for program in scsend popen; do
-    for run in 1 2 3 4 5; do
-      PEAK_FILE=$results/$program LD_PRELOAD=$build/libbench_peak.so \
-        /opt/kardo/moxel/bin/$program >"$results/output$run"
-    done
-    printf '%s\t%s\n' $program "$(sort -n "$results/$program" | sed -n 3p)" >>"$results/peaks"
+    printf '%s\t%s\n' $program "$(sort -n "$results/$program" | sed -n 26p)" >>"$results/peaks"
   done
   for who in moxel "list alone"; do
     printf '%s\t' "$who" >>"$results/peaks"

@@ -18,7 +18,8 @@ TABLE_SHARE = 0.06
 SECONDS = 120
 # Scenarios of the fault sweep that judge the survivors.
 SCENARIOS = ["CLog, a line", "CLog, a line behind a torn one", "CLog, rotation", "CMutex",
-             "getHostname", "CTemp, a file", "makeDir, with parents", "execGetLine", "slog"]
+             "getHostname", "CTemp, a file", "makeDir, with parents", "execGetLine", "slog", "clocks",
+             "getDirSize", "getFreeSize", "CEnvConf, isRunning"]
 
 STRING = re.compile(r'"(?:[^"\\]|\\.)*"')
 SWAPS = [
@@ -83,9 +84,9 @@ def mutants_of(path, text):
 
 
 class Worker(threading.Thread):
-    def __init__(self, copy, queue, results):
+    def __init__(self, copy, queue, results, count):
         super().__init__()
-        self.copy, self.queue, self.results = copy, queue, results
+        self.copy, self.queue, self.results, self.count = copy, queue, results, count
 
     def run_quietly(self, command, seconds=SECONDS, cwd=None):
         with subprocess.Popen(command, cwd=cwd or self.copy, stdin=subprocess.DEVNULL,
@@ -113,7 +114,7 @@ class Worker(threading.Thread):
                 and self.run_quietly([os.path.join(self.copy, "plain/fault_sweep")] + SCENARIOS))
 
     def run(self):
-        while True:
+        while sum(r[0] != "not built" for r in self.results) < self.count:
             try:
                 path, number, new, what = self.queue.pop()
             except IndexError:
@@ -189,12 +190,13 @@ def chosen_mutants(top, count, seed):
         with open(os.path.join(top, "src", path), encoding="utf-8") as file:
             (tables if path in TABLES else code).extend(mutants_of(path, file.read()))
     chosen = random.Random(seed)
-    # Some that do not compile come in addition; they are not counted.
-    wanted = int(count * 1.25)
+    # Some do not compile; they are not counted.
+    wanted = int(count * 1.5)
     queue = chosen.sample(tables, min(len(tables), int(wanted * TABLE_SHARE)))
     queue += chosen.sample(code, min(len(code), wanted - len(queue)))
     chosen.shuffle(queue)
-    print("%d mutants can be made, %d are tried" % (len(code) + len(tables), len(queue)), flush=True)
+    print("%d mutants can be made, %d that compile are tried" % (len(code) + len(tables), count),
+          flush=True)
     return queue
 
 
@@ -219,7 +221,7 @@ def main():
     top = copies[0]
     reasons = explanations(top)
     require_lines(top, reasons)
-    killed_before, explained_before = 0, []
+    killed_before, explained_before, count = 0, [], sys.maxsize
     if sys.argv[-2] == "again":
         queue, killed_before = survivors_of(sys.argv[-1], top)
         # What is explained need not be judged again.
@@ -228,10 +230,11 @@ def main():
         print("%d were killed, %d survived and are explained, %d are judged again" %
               (killed_before, len(explained_before), len(queue)), flush=True)
     else:
-        queue = chosen_mutants(top, int(sys.argv[-2]), int(sys.argv[-1]))
+        count = int(sys.argv[-2])
+        queue = chosen_mutants(top, count, int(sys.argv[-1]))
 
     results = []
-    workers = [Worker(copy, queue, results) for copy in copies]
+    workers = [Worker(copy, queue, results, count) for copy in copies]
     for worker in workers:
         if not worker.build("plain") or not worker.tests_pass("plain") or not worker.sweep():
             for test in ("artefact_test", "moxel_test"):
