@@ -75,6 +75,15 @@ for header in "$source"/src/*.h; do
   done
 done
 
+# The version is that of the build everywhere.
+version=$(sed -n 's/^project(moxel VERSION \([0-9.]*\) .*/\1/p' "$source/CMakeLists.txt")
+[ -n "$version" ] || fail "the build has no version"
+for page in "$source"/man/*.[0-9] "$source"/man/ja/*.[0-9]; do
+  grep -q "^\.TH .* \"moxel $version\" " "$page" || fail "$page is of another version"
+done
+grep -qx "\"Project-Id-Version: moxel $version\\\\n\"" "$source/po/ja.po" || fail "ja.po is of another version"
+head -n 1 "$source/packaging/changelog" | grep -q "^moxel ($version) " || fail "the changelog is of another version"
+
 # ---- API reference -----------------------------------------------------------------------------
 
 reference() {

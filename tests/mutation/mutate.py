@@ -34,8 +34,10 @@ CALL = re.compile(r"\b(\w+)\(([\w.\->\[\]]+), ([\w.\->\[\]]+)\)")
 
 # Changes that can have no effect are not made at all: the end of an argument list does nothing here,
 # room made at once only saves time, a function that is deleted is not called, an unused member of a
-# union has no size of its own, and these calls do not tell their arguments apart.
-WITHOUT_EFFECT = re.compile(r"^\s*(va_end\(|makeRoom\(|.*\.reserve\()|= delete;|^\s*semid_ds\* status;")
+# union has no size of its own, an attribute of a format only warns, and these calls do not tell their
+# arguments apart.
+WITHOUT_EFFECT = re.compile(r"^\s*(va_end\(|makeRoom\(|.*\.reserve\()|= delete;|^\s*semid_ds\* status;"
+                            r"|__attribute__\(\(format|\bkTypicalText\b")
 SYMMETRIC = {"max", "min", "isSameFile"}
 # A buffer that is larger than needed shows nothing, so that buffers are made smaller.
 BUFFER = re.compile(r"^\s*[\w:]+ \w+\[[^\]]*$")
@@ -45,7 +47,8 @@ def mutants_of(path, text):
     """(line number, new line, what) for each change that can be made."""
     found = []
     for number, line in enumerate(text.split("\n")):
-        code = line.split("//")[0] if '"' not in line else line
+        code = line.split("///<")[0]
+        code = code.split("//")[0] if '"' not in code else code
         if not code.strip() or code.lstrip().startswith(("//", "#", "///")):
             continue
         if WITHOUT_EFFECT.search(code):
@@ -78,7 +81,8 @@ def mutants_of(path, text):
         m = re.match(r"^(\s*(?:\} else )?if )\((.*)\)( \{| return.*;| .*;)$", code)
         if m:
             found.append((number, "%s(!(%s))%s" % m.groups(), "condition"))
-        if STATEMENT.match(code):
+        # In a header a line like that is a declaration as a rule.
+        if STATEMENT.match(code) and not path.endswith(".h"):
             found.append((number, ";", "statement"))
     return [(path, n, new, what) for n, new, what in found]
 
@@ -185,7 +189,7 @@ def chosen_mutants(top, count, seed):
     """A random choice, the same for the same sources and seed."""
     code, tables = [], []
     for path in sorted(os.listdir(os.path.join(top, "src"))):
-        if not path.endswith((".cpp", "_template.h")):
+        if not path.endswith((".cpp", ".h")):
             continue
         with open(os.path.join(top, "src", path), encoding="utf-8") as file:
             (tables if path in TABLES else code).extend(mutants_of(path, file.read()))
