@@ -21,7 +21,9 @@ class CLog {
 
   /// To be called once by each tool at its start, with the path it was started by (not null), whose
   /// last component names it to the system logger. A log file above 512000 bytes is renamed to its
-  /// name without extension and ".bak", over an older one. Returns 0 whatever happens.
+  /// name without extension and ".bak", over an older one; where that fails, or both names are one
+  /// file's, it is emptied instead. (A file that another tool has begun by then is not.) Returns 0
+  /// whatever happens.
   int init(const char* program);
 
   /// Writes one information line.

@@ -55,6 +55,7 @@ bool makeTempDirectory(std::string& path, const char* dir) {
     return false;
   }
   path = takeName(intended, name);
+  // Deliberately only -1, where the parent asks for 0.
   if (makeDir(path, 1) == -1) {
     logEvent("MXL90103L", "failed to create dir:%s", C(path));
     return false;
@@ -130,6 +131,7 @@ int CTemp::getTemp_sub(std::string& path, const char* prefix, const char* dir, i
   if (!made) return 0;
   place.front() = path;
   tempFiles.splice(tempFiles.end(), place);
+  // Deliberately with a blank before "DIR".
   kSource.trace(160, "getTemp_sub():exit=%d,type=%s,FD=%d,%s", 1, isDirectory ? " DIR" : "FILE",
                 descriptor, C(path));
   return 1;

@@ -3,6 +3,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <iostream>
+#include <utility>
 
 #include "ExtErrCatalogue.h"
 
@@ -82,15 +83,18 @@ const char* IExtVekError::toString1line() {
   if (getLastSSErrType() == 0) return m_text.c_str();
 
   const char* type = getLastSSErrTypeStr();
-  const std::optional<std::string_view> message = serverMessage();
+  const std::optional<std::string> message(serverMessage());
   const int ssCode = getLastSSErrCode();
   const int rmCode = getLastRMErrCode();
-  m_text = "(";
-  if (type == nullptr) return m_text.c_str();
-  m_text.append(type).append(") ");
-  appendCodes(m_text, rmCode, ssCode);
-  m_text += ",Mailsvr:\"";
-  if (message) m_text.append(*message) += '"';
+  // Apart from the record's text, which a derived class's getters may give.
+  std::string line = "(";
+  if (type != nullptr) {
+    line.append(type).append(") ");
+    appendCodes(line, rmCode, ssCode);
+    line += ",Mailsvr:\"";
+    if (message) line.append(*message) += '"';
+  }
+  m_text = std::move(line);
   return m_text.c_str();
 }
 

@@ -4,13 +4,6 @@
 
 #include <iterator>
 
-namespace {
-
-// gettext answers the empty text with the catalogue's heading.
-const char* translated(const char* text) { return *text == '\0' ? text : gettext(text); }
-
-}  // namespace
-
 ResourceCO::ResourceCO(const MSG_TABLE* table) {
   // Rows are grouped: a row's ID mostly follows that of the row before.
   auto next = byId.end();
@@ -27,9 +20,16 @@ ResourceCO::ResourceCO(const MSG_TABLE* table) {
 
 ResourceCO::~ResourceCO() = default;
 
-const char* ResourceCO::getText(int number) { return translated(getTextOrg(number)); }
+const char* ResourceCO::getText(int number) {
+  const char* text = textOf(number);
+  return text == nullptr ? "" : gettext(text);
+}
 
-const char* ResourceCO::getText(const char* id) { return translated(getTextOrg(id)); }
+// gettext answers the empty text with the catalogue's heading.
+const char* ResourceCO::getText(const char* id) {
+  const char* text = getTextOrg(id);
+  return *text == '\0' ? text : gettext(text);
+}
 
 const char* ResourceCO::getTextOrg(int number) {
   const char* text = textOf(number);

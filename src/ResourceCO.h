@@ -11,8 +11,10 @@
 
 /// Message texts of a compiled-in table, translated by `gettext` from the text domain selected.
 ///
-/// A look-up enters what it does not find, with an empty text; such texts never reach `gettext`. A
-/// null ID gives the empty text and enters nothing. What has been looked up stays in the maps.
+/// A look-up enters what it does not find, with an empty text; such texts never reach `gettext`,
+/// nor does an empty one that an ID has in the table. (One that a number has does: `gettext` gives
+/// the catalogue's heading for it.) A null ID gives the empty text and enters nothing. What has
+/// been looked up stays in the maps.
 class ResourceCO : public MoxelCommon::Resource {
  public:
   /// Indexes `table` up to its end row (kMsgTableEnd). The table stays the caller's and must

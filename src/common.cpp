@@ -256,6 +256,7 @@ int exitStatus(int wstat) {
   constexpr int kStopped = 127;
   const int code = exitCodeOf(wstat);
   const int signal = wstat & 0x7f;
+  // Deliberately with blanks that line the three up.
   kSource.trace(573, "   WIFEXITED:%d WEXITSTATUS:%d", signal == 0 ? 1 : 0, code);
   kSource.trace(574, " WIFSIGNALED:%d    WTERMSIG:%d", signal != 0 && signal != kStopped ? 1 : 0,
                 signal);
@@ -837,6 +838,7 @@ int dupDir(const char* src, const char* dst) {
     return 0;
   }
   if (isFile(dst)) {
+    // The wording is deliberate.
     logEvent("MXL90001L", "destination:%s is already exist and it's file", dst);
     return 0;
   }
@@ -865,27 +867,10 @@ int rmTempFile(char* path, int flag) {
 
 namespace common_template {
 
-EntryTypes::EntryTypes(std::string dir) : m_dir(std::move(dir)) {}
-
-bool EntryTypes::isDirectory(const dirent& entry, const std::string& fullName) {
-  switch (entry.d_type) {
-    case DT_REG:
-    case DT_FIFO:
-    case DT_CHR:
-      return false;
-    case DT_DIR:
-    case DT_SOCK:
-    case DT_BLK:
-      return canBeExamined(fullName);
-    default:
-      return isDir(fullName);
-  }
-}
-
-// Whether `stat` would find the entry: without the right to search the directory it finds none.
-bool EntryTypes::canBeExamined(const std::string& fullName) {
-  if (m_searchable == kUnknown) m_searchable = isDir(m_dir + "/.") ? kYes : kNo;
-  return m_searchable == kYes && fullName.size() < PATH_MAX;
+// Only a directory needs to be examined: a file is none, whatever `stat` says.
+bool isDirectory(const dirent& entry, const std::string& fullName) {
+  const bool isNone = entry.d_type == DT_REG || entry.d_type == DT_FIFO || entry.d_type == DT_CHR;
+  return !isNone && isDir(fullName);
 }
 
 }  // namespace common_template
@@ -898,6 +883,7 @@ void reportSizeError(const char* file) {
 
 void reportNotCounted(const char* path) {
   reportSizeError(path);
+  // Deliberately "reurned", and a blank before the comma.
   kSource.trace(169, "getFileSize():reurned %lld , %s", -1LL, path);
 }
 

@@ -66,21 +66,9 @@ struct CloseDirectory {
 /// The owner of a directory that is being read.
 using Directory = std::unique_ptr<DIR, CloseDirectory>;
 
-/// What `isDir` says of the entries of one directory, from their own types where those suffice.
-class EntryTypes {
- public:
-  /// `dir` is the directory's name without trailing slashes.
-  explicit EntryTypes(std::string dir);
-
-  /// Whether `entry`, whose whole name is `fullName`, counts as a directory.
-  bool isDirectory(const dirent& entry, const std::string& fullName);
-
- private:
-  bool canBeExamined(const std::string& fullName);
-
-  std::string m_dir;
-  enum { kUnknown, kYes, kNo } m_searchable = kUnknown;
-};
+/// What `isDir` says of `fullName`, an entry of a directory, from the entry's own type where that
+/// suffices.
+bool isDirectory(const dirent& entry, const std::string& fullName);
 
 }  // namespace common_template
 
@@ -127,8 +115,9 @@ int split(const char* text, const char* delim, List& out, int count) {
 /// Lists `dir` without "." and "..", in the system's order, into `out`, and returns the number of
 /// names: bare ones, or "dir/name" when `fullPath` is not 0. With `dirsOnly` 1 only directories;
 /// otherwise all that are none, and with `withDirs` not 0 directories too. Links count as what they
-/// lead to, sockets and block devices as directories. What an entry is, its own type decides where
-/// it suffices: a file or socket mounted over an entry counts as what it covers.
+/// lead to, sockets and block devices as directories, what cannot be examined as none. Of what the
+/// directory says is a file, pipe or character device nothing more is asked: a socket mounted over
+/// one counts as what it covers.
 ///
 /// -1 when `dir` is null (logged), no directory (`out` is then untouched), or cannot be opened; "/"
 /// itself cannot, since its trailing slash is removed, and neither can names of 4096 bytes or more.
@@ -145,7 +134,6 @@ int getFileList(List& out, const char* dir, int fullPath, int withDirs, int dirs
   const common_template::Directory directory(opendir(name.c_str()));
   if (directory == nullptr) return -1;
 
-  common_template::EntryTypes types(name);
   const bool all = dirsOnly != 1 && withDirs != 0;
   std::string fullName = name + "/";
   const auto nameAt = fullName.size();
@@ -153,7 +141,7 @@ int getFileList(List& out, const char* dir, int fullPath, int withDirs, int dirs
     if (strcmp(entry->d_name, ".") == 0 || strcmp(entry->d_name, "..") == 0) continue;
     fullName.resize(nameAt);
     fullName += entry->d_name;
-    if (!all && types.isDirectory(*entry, fullName) != (dirsOnly == 1)) continue;
+    if (!all && common_template::isDirectory(*entry, fullName) != (dirsOnly == 1)) continue;
     if (fullPath != 0) {
       out.push_back(fullName);
     } else {

@@ -425,6 +425,15 @@ TEST(IExtVekError, TextsReadTheirPartsThroughTheSlots) {
   EXPECT_EQ(record.calls, "type name rm ss message ");
 }
 
+TEST(IExtVekError, AGetterMayGiveTheRecordsText) {
+  struct Explaining : Record {
+    const char* getLastSmtpMsg() override { return toString(); }
+  } record;
+  record.setData({"-62", "2", "54", "m"});
+  const std::string explained = "(HTTP) " + textOf(-62, 54) + "\nRL:-62,QD-Agent:54\n";
+  EXPECT_EQ(record.toString1line(), "(HTTP) RL:-62,QD-Agent:54,Mailsvr:\"" + explained + "\"");
+}
+
 TEST(IExtVekError, TheFourLinesAreReadThroughTheSlots) {
   Overriding record;
   std::ostringstream out;

@@ -9,6 +9,7 @@
 #include "Memory.h"
 #include "MsgTable.h"
 #include "Process.h"
+#include "ResourceCO.h"
 #include "Scratch.h"
 
 namespace {
@@ -51,6 +52,12 @@ class Catalogue : public testing::Test {
       // A text that is not there is empty, not the catalogue's heading.
       if (*bridge.getText(9999) != '\0' || *bridge.getText("MXL99999E") != '\0') return 8;
       if (*bridge.getText(kNull) != '\0' || *bridge.getText("") != '\0') return 9;
+      // An empty text of a row is passed on by its number, not by its ID.
+      const MSG_TABLE empty[] = {{1, "MXL99999E", ""}, {kMsgTableEnd, nullptr, nullptr}};
+      ResourceCO index(empty);
+      if (std::string(index.getText(1)) != gettext("")) return 10;
+      if (installed && locale != "C" && *index.getText(1) == '\0') return 11;
+      if (*index.getText("MXL99999E") != '\0') return 12;
       writeFile(result, all);
       return 0;
     });

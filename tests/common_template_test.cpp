@@ -194,14 +194,14 @@ TEST_F(FileList, EntriesAreExaminedOnlyWhereTheirTypeDoesNotSayEnough) {
   EXPECT_EQ(getFileList(out, many.c_str(), 0, 1, 0), 100);
   EXPECT_EQ(statCalls, 1);
 
-  // Directories take one call more for all of them, links one each.
+  // Directories and links take one call each.
   for (int i = 0; i < 10; ++i) mkdir((many + "/d" + std::to_string(i)).c_str(), 0755);
   for (int i = 0; i < 5; ++i) {
     ASSERT_EQ(symlink("0", (many + "/l" + std::to_string(i)).c_str()), 0);
   }
   statCalls = 0;
   EXPECT_EQ(getFileList(out, many.c_str(), 0, 0, 1), 10);
-  EXPECT_EQ(statCalls, 1 + 1 + 5);
+  EXPECT_EQ(statCalls, 1 + 10 + 5);
 
   statCalls = 0;
   EXPECT_EQ(getTotalFileSize({many}, 1), 0);
@@ -284,6 +284,21 @@ TEST_F(FileList, WithoutTheRightToSearchNothingIsKnownToBeADirectory) {
     return getFileList(out, dir.c_str(), 0, 1, 1) == 0 ? 0 : 2;
   });
   EXPECT_EQ(exitCode(status), 0);
+}
+
+TEST_F(FileList, WhatCannotBeExaminedIsNoDirectory) {
+  // Gone before it is looked at.
+  const std::string vanishing = dir + "/vanishing";
+  for (const int dirsOnly : {0, 1}) {
+    ASSERT_EQ(mkdir(vanishing.c_str(), 0700), 0);
+    beforeStat = [&](const std::string& path) {
+      if (path == vanishing) rmdir(vanishing.c_str());
+    };
+    std::list<std::string> out;
+    getFileList(out, dir.c_str(), 0, 0, dirsOnly);
+    beforeStat = nullptr;
+    EXPECT_EQ(std::count(out.begin(), out.end(), "vanishing"), dirsOnly == 1 ? 0 : 1);
+  }
 }
 
 TEST_F(FileList, NamesTooLongToBeExaminedAreNoDirectories) {
