@@ -36,7 +36,7 @@ CALL = re.compile(r"\b(\w+)\(([\w.\->\[\]]+), ([\w.\->\[\]]+)\)")
 # room made at once only saves time, a function that is deleted is not called, an unused member of a
 # union has no size of its own, an attribute of a format only warns, and these calls do not tell their
 # arguments apart.
-WITHOUT_EFFECT = re.compile(r"^\s*(va_end\(|makeRoom\(|.*\.reserve\()|= delete;|^\s*semid_ds\* status;"
+WITHOUT_EFFECT = re.compile(r"^\s*(va_end\(|makeRoom\(|(result|fields|m_askedById)\.reserve\()|= delete;|^\s*semid_ds\* status;"
                             r"|__attribute__\(\(format|\bkTypicalText\b")
 SYMMETRIC = {"max", "min", "isSameFile"}
 # A buffer that is larger than needed shows nothing, so that buffers are made smaller.
