@@ -12,6 +12,7 @@
 #include "Fuzz.h"
 
 extern "C" pid_t __wrap_fork() { return -1; }
+extern "C" FILE* __wrap_popen(const char*, const char*) { return nullptr; }
 
 namespace {
 

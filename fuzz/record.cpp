@@ -2,9 +2,10 @@
 
 #include <fuzzer/FuzzedDataProvider.h>
 
+#include <algorithm>
 #include <cstdint>
+#include <cstdlib>
 #include <cstring>
-#include <iterator>
 #include <sstream>
 
 #include "Fuzz.h"
@@ -34,11 +35,40 @@ void look(Record& record) {
                                                     : ""));
 }
 
-void requireSame(Record& a, Record& b) {
-  REQUIRE(a.getLastRMErrCode() == b.getLastRMErrCode());
-  REQUIRE(a.getLastSSErrType() == b.getLastSSErrType());
-  REQUIRE(a.getLastSSErrCode() == b.getLastSSErrCode());
-  REQUIRE(message(a) == message(b));
+// What four texts make of a record.
+struct Model {
+  int numbers[3] = {};
+  std::string message;
+
+  void set(size_t field, const std::string& item) {
+    const char* text = item.c_str();
+    if (field < 3) {
+      numbers[field] = static_cast<int>(strtol(text, nullptr, 10));
+    } else if (field == 3) {
+      message.assign(text, strnlen(text, IExtVekError::kMessageBytes));
+    }
+  }
+};
+
+void require(const Model& model, Record& record) {
+  REQUIRE(record.getLastRMErrCode() == model.numbers[0]);
+  REQUIRE(record.getLastSSErrType() == model.numbers[1]);
+  REQUIRE(record.getLastSSErrCode() == model.numbers[2]);
+  REQUIRE(message(record) == model.message);
+}
+
+// The lines of a stream, up to the first that is missing or too long, which still counts.
+Model readFrom(const std::string& bytes) {
+  constexpr size_t kLongest = 4095;
+  Model model;
+  size_t at = 0;
+  for (size_t field = 0; field < 4; ++field) {
+    const std::string line = bytes.substr(at, bytes.find('\n', at) - at);
+    model.set(field, line.substr(0, kLongest));
+    if (at == bytes.size() || line.size() >= kLongest) break;
+    at = std::min(bytes.size(), at + line.size() + 1);
+  }
+  return model;
 }
 
 }  // namespace
@@ -46,16 +76,19 @@ void requireSame(Record& a, Record& b) {
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   FuzzedDataProvider input(data, size);
   if (input.ConsumeBool()) {
-    std::istringstream stream(input.ConsumeRemainingBytesAsString());
+    const std::string bytes = input.ConsumeRemainingBytesAsString();
+    std::istringstream stream(bytes);
     Record record;
     stream >> record;
+    const Model model = readFrom(bytes);
+    require(model, record);
     look(record);
     if (message(record).find('\n') != std::string::npos) return 0;
     std::stringstream there;
     there << record;
     Record back;
     there >> back;
-    requireSame(record, back);
+    require(model, back);
     return 0;
   }
   std::list<std::string> items;
@@ -65,14 +98,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   Record record;
   record.setData(items);
   look(record);
-  // Numbers are read from the start of each item, as many as fit into an int.
-  if (!items.empty()) {
-    const long number = strtol(items.front().c_str(), nullptr, 10);
-    if (number == static_cast<int>(number)) REQUIRE(record.getLastRMErrCode() == number);
-  }
-  if (items.size() >= 4) {
-    const char* text = std::next(items.begin(), 3)->c_str();
-    REQUIRE(message(record) == std::string(text, strnlen(text, IExtVekError::kMessageBytes)));
-  }
+  Model model;
+  size_t field = 0;
+  for (const std::string& item : items) model.set(field++, item);
+  require(model, record);
   return 0;
 }

@@ -12,7 +12,8 @@ class CTemp {
  public:
   CTemp();
 
-  /// Removes what is left, as `delTempFile(nullptr)` does, and forgets it in any case.
+  /// Removes what is left, as `delTempFile(nullptr)` does, and forgets it in any case. Memory that
+  /// is exhausted meanwhile ends the process.
   virtual ~CTemp();
 
   CTemp(const CTemp&) = delete;

@@ -8,7 +8,8 @@
 /// Most functions come in a character-pointer and a string form; the string form passes its
 /// characters to the pointer form. Unless said otherwise an int result is 0 for success and -1 for
 /// failure, a null argument gives the empty string, 0, -1 or false and an information line
-/// "invalid param" in the log, and nothing but exhausted memory throws. For use by one thread.
+/// "invalid param" in the log, and nothing but exhausted memory throws (which ends the process
+/// while `execGetLines` removes the file of the error output). For use by one thread.
 
 #include <cstdarg>
 #include <cstring>  // GNU basename

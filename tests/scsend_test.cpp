@@ -13,6 +13,7 @@
 #include <algorithm>
 #include <csignal>
 #include <cstring>
+#include <ctime>
 #include <filesystem>
 #include <functional>
 #include <map>
@@ -62,11 +63,17 @@ class Command : public testing::Test {
       if (hasScript) writeFile(kScript, script, scriptMode);
       if (hasLogDirectory) fs::create_directories(fs::path(kLog).parent_path());
 
+      // What the command's children leave behind becomes a child here.
+      if (prctl(PR_SET_CHILD_SUBREAPER, 1) != 0) return 102;
       const pid_t pid = startChild([&] { return execute(); });
       writeFile(scratch.file("status"), std::to_string(waitFor(pid)));
+      if (mayLeaveOrphan) waitpid(-1, nullptr, 0);
       if (hasChildren()) return 103;
       writeFile(scratch.file("pid"), std::to_string(pid));
       writeFile(scratch.file("log"), readFile(kLog));
+      struct stat logStatus = {};
+      if (stat(kLog.c_str(), &logStatus) == 0)
+        writeFile(scratch.file("mode"), std::to_string(logStatus.st_mode & 07777));
       std::string files;
       for (const char* top : {"/opt", "/var/log"}) {
         for (const auto& entry : fs::recursive_directory_iterator(top)) {
@@ -92,9 +99,11 @@ class Command : public testing::Test {
       EXPECT_TRUE(known) << name << " is left";
     }
     log.clear();
+    stamps.clear();
     for (const auto& line : parseLog(readFile(scratch.file("log")))) {
       EXPECT_EQ(std::to_string(line.pid), pid);
       log.push_back(line.text);
+      stamps.push_back(line.stamp);
     }
   }
 
@@ -132,6 +141,7 @@ class Command : public testing::Test {
   mode_t scriptMode = 0755;
   bool hasScript = true;
   bool hasLogDirectory = true;
+  bool mayLeaveOrphan = false;  // the script outlives its shell
   std::map<std::string, std::string> environment;
   std::function<void()> beforeStart;
 
@@ -144,7 +154,15 @@ class Command : public testing::Test {
   std::string calls;
   std::set<std::string> files;
   std::vector<std::string> log;
+  std::vector<std::string> stamps;  // of the log's lines
 };
+
+// As the log writes a time, of the universal time zone.
+std::string universalTime(time_t seconds) {
+  char stamp[] = "YYYY/MM/DD hh:mm:ss";
+  strftime(stamp, sizeof stamp, "%Y/%m/%d %H:%M:%S", gmtime(&seconds));
+  return stamp;
+}
 
 // ---- Outcomes ----------------------------------------------------------------------------------
 
@@ -182,6 +200,7 @@ TEST_F(Command, AShellKilledByASignal) {
   script =
       "#!/bin/sh\necho before\n"
       "case $(tr '\\0' ' ' </proc/$PPID/cmdline) in */sh*-c*) kill -9 $PPID ;; esac\nkill -9 $$\n";
+  mayLeaveOrphan = true;
   run();
   EXPECT_EQ(output, kNotCompleted + "\nbefore");
   EXPECT_EQ(status, 255);
@@ -308,7 +327,9 @@ TEST_F(Command, AFullOutputDoesNotChangeTheStatus) {
 
 // ---- Hostile surroundings ----------------------------------------------------------------------
 
-TEST_F(Command, EachStandardDescriptorClosed) {
+class Surroundings : public Command {};
+
+TEST_F(Surroundings, EachStandardDescriptorClosed) {
   script = "#!/bin/sh\necho a\nexit 4\n";
   for (int closed = 1; closed < 8; ++closed) {
     beforeStart = [closed] {
@@ -322,7 +343,7 @@ TEST_F(Command, EachStandardDescriptorClosed) {
   }
 }
 
-TEST_F(Command, ALimitOfFourDescriptors) {
+TEST_F(Surroundings, ALimitOfFourDescriptors) {
   if (kMeasured) GTEST_SKIP() << "what watches it needs files itself";
   beforeStart = [] {
     close_range(3, ~0U, 0);
@@ -333,7 +354,7 @@ TEST_F(Command, ALimitOfFourDescriptors) {
   EXPECT_EQ(log, Lines{"MXL90003L:failed to pipe():Too many open files"});
 }
 
-TEST_F(Command, ALimitOfFileSizes) {
+TEST_F(Surroundings, ALimitOfFileSizes) {
   if (kMeasured) GTEST_SKIP() << "what watches it needs files itself";
   // The substitute's own log would end the command.
   environment["VEKCOM_LOG"] = "";
@@ -351,7 +372,7 @@ TEST_F(Command, ALimitOfFileSizes) {
   }
 }
 
-TEST_F(Command, AnOutputWithoutReaderDoesNotChangeTheStatus) {
+TEST_F(Surroundings, AnOutputWithoutReaderDoesNotChangeTheStatus) {
   script = "#!/bin/sh\nyes | head -n 100000\nexit 3\n";
   beforeStart = [] {
     int ends[2];
@@ -364,7 +385,7 @@ TEST_F(Command, AnOutputWithoutReaderDoesNotChangeTheStatus) {
   EXPECT_EQ(signal, 0);
 }
 
-TEST_F(Command, TheScriptDiesOfABrokenPipeAsEverywhere) {
+TEST_F(Surroundings, TheScriptDiesOfABrokenPipeAsEverywhere) {
   // What the command ignores for its own output is not ignored for the script.
   beforeStart = [] {
     for (int number = 1; number < SIGRTMIN; ++number) ::signal(number, SIG_DFL);
@@ -374,7 +395,7 @@ TEST_F(Command, TheScriptDiesOfABrokenPipeAsEverywhere) {
   EXPECT_EQ(output, kCompleted + "\nSigIgn:\t0000000000000000");
 }
 
-TEST_F(Command, ACallerThatIgnoresTheEndOfChildren) {
+TEST_F(Surroundings, ACallerThatIgnoresTheEndOfChildren) {
   // The child's status is lost; its output is not.
   beforeStart = [] { ::signal(SIGCHLD, SIG_IGN); };
   script = "#!/bin/sh\necho a\n";
@@ -383,14 +404,15 @@ TEST_F(Command, ACallerThatIgnoresTheEndOfChildren) {
   EXPECT_NE(log[0].find("wstat=ffffffff"), std::string::npos) << log[0];
 }
 
-TEST_F(Command, AnUnusualMask) {
+TEST_F(Surroundings, AnUnusualMask) {
   beforeStart = [] { umask(0777); };
   script = "#!/bin/sh\necho a\n";
   expectRun(0, kCompleted + "\na");
   EXPECT_EQ(log.size(), 2u);
+  EXPECT_EQ(readFile(scratch.file("mode")), "0") << "the log has what the mask leaves of it";
 }
 
-TEST_F(Command, AWorkingDirectoryThatIsGoneOrClosed) {
+TEST_F(Surroundings, AWorkingDirectoryThatIsGoneOrClosed) {
   script = "#!/bin/sh\necho a\n";
   for (const bool gone : {true, false}) {
     beforeStart = [&] {
@@ -406,7 +428,7 @@ TEST_F(Command, AWorkingDirectoryThatIsGoneOrClosed) {
   }
 }
 
-TEST_F(Command, AWorkingDirectoryThatCannotBeRead) {
+TEST_F(Surroundings, AWorkingDirectoryThatCannotBeRead) {
   script = "#!/bin/sh\nls . >/dev/null 2>&1 || echo unreadable\n";
   beforeStart = [&] {
     const std::string directory = scratch.file("cwd");
@@ -420,7 +442,7 @@ TEST_F(Command, AWorkingDirectoryThatCannotBeRead) {
   EXPECT_EQ(log.size(), 2u);
 }
 
-TEST_F(Command, EnvironmentVariablesOf100Kilobytes) {
+TEST_F(Surroundings, EnvironmentVariablesOf100Kilobytes) {
   const std::string big(100 << 10, 'x');
   script = "#!/bin/sh\necho a\n";
   for (const char* name : {"LANG", "LC_ALL", "MOXEL_CONF", "MOXEL_LOG_LEVEL", "MOXEL_NOT_DEL_TEMP",
@@ -437,17 +459,24 @@ TEST_F(Command, EnvironmentVariablesOf100Kilobytes) {
   EXPECT_EQ(log, Lines{});
 }
 
-TEST_F(Command, ATimeZoneThatIsMissing) {
+TEST_F(Surroundings, ATimeZoneThatIsMissing) {
   environment["TZ"] = ":/nonexistent/zone";
   script = "#!/bin/sh\necho a\n";
+  const time_t before = time(nullptr);
   expectRun(0, kCompleted + "\na");
+  const time_t after = time(nullptr);
   ASSERT_EQ(log.size(), 2u);
+  for (const std::string& stamp : stamps) {
+    EXPECT_GE(stamp, universalTime(before));
+    EXPECT_LE(stamp, universalTime(after));
+  }
 }
 
-TEST_F(Command, AnEmptyPath) {
+TEST_F(Surroundings, AnEmptyPath) {
   beforeStart = [] { setenv("PATH", "", 1); };
-  script = "#!/bin/sh\necho a\n";
-  expectRun(0, kCompleted + "\na");
+  script = "#!/bin/sh\necho \"[$PATH]\"\n";
+  expectRun(0, kCompleted + "\n[]");
+  EXPECT_EQ(log.size(), 2u);
 }
 
 // ---- Log ---------------------------------------------------------------------------------------

@@ -9,7 +9,7 @@ if [ "${1:-}" = -h ]; then
 fi
 
 cd "$(dirname "$0")/../.."
-sh scripts/packages.sh cmake ninja-build g++ binutils gettext libc-bin libgtest-dev
+sh scripts/packages.sh cmake ninja-build g++ binutils gettext libc-bin libgtest-dev psmisc
 build=build/faults
 cmake --preset faults >/dev/null
 cmake --build --preset faults --target fault_sweep >/dev/null

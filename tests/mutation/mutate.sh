@@ -1,6 +1,7 @@
 #!/bin/sh
 # Makes mutants of src/ and lets the tests judge them, in a sandbox: mutated code that removes files
-# finds nothing but copies of the tree in a memory file system. Its last line has the figures.
+# finds nothing but copies of the tree in a memory file system, and devices that it cannot remove. Its
+# last line has the figures.
 set -eu
 
 usage="usage: mutate.sh [COUNT [SEED]]     300 mutants of seed 1 take most of an hour on two cores
@@ -39,13 +40,23 @@ if [ "${1:-}" = --inside ]; then
     cmake -S "$copy" -B "$copy/sanitized" -G Ninja -DCMAKE_BUILD_TYPE=Debug -DMOXEL_SANITIZE=ON \
       >/dev/null
   done
+  # Devices of its own: what is mounted on a file cannot be removed.
+  mkdir /tmp/dev
+  mount -t tmpfs none /tmp/dev
+  mkdir /tmp/dev/shm
+  ln -s /proc/self/fd /tmp/dev/fd
+  for device in null zero full random urandom tty; do
+    : >"/tmp/dev/$device"
+    mount --bind "/dev/$device" "/tmp/dev/$device"
+  done
+  mount --rbind /tmp/dev /dev
   # Everything else can only be read.
-  awk '$5 != "/tmp" && $5 !~ "^/(proc|dev|sys)" { print $5 }' /proc/self/mountinfo | sort -r |
+  awk '$5 != "/tmp" && $5 !~ "^(/tmp)?/dev" && $5 !~ "^/proc" { print $5 }' /proc/self/mountinfo | sort -r |
     while read -r place; do
       mount -o remount,bind,ro "$place" 2>/dev/null || true
     done
-  if touch "$top/writable" 2>/dev/null; then
-    rm "$top/writable"
+  if touch "$top/writable" 2>/dev/null || rm -f /dev/null 2>/dev/null || [ ! -c /dev/null ]; then
+    rm -f "$top/writable"
     echo "mutate.sh: the sandbox does not hold" >&2
     exit 1
   fi
