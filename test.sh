@@ -1,6 +1,7 @@
 #!/bin/sh
 # Runs everything that must pass: set-up, both compilers without warnings, every test, the tests
-# again under the sanitizers, the demonstration, and the checks of form.
+# again under the sanitizers, faults, load, fuzzing and coverage, the demonstration, and the checks of
+# form.
 set -eu
 
 usage="usage: test.sh [-h]"

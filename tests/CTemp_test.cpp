@@ -48,6 +48,30 @@ void expectName(const std::string& path, const std::string& prefix) {
       false);
 }
 
+// The scratch directory under a name of `length` bytes.
+std::string longName(const std::string& dir, size_t length) {
+  return dir + std::string(length - dir.size(), '/');
+}
+
+TEST_F(TempFiles, NamesAreCutAt4095Bytes) {
+  CTemp temp;
+  std::string path;
+  const auto start = [&] { return logged().empty() ? "" : logged().back().substr(0, 60); };
+  const std::string files = longName(dir(), 4000);
+  // Cut in the middle of what mkstemp replaces; whole, but without room for the last byte.
+  EXPECT_EQ(temp.getTemp_sub(path, std::string(89, 'p').c_str(), files.c_str(), nullptr, 0), 0);
+  EXPECT_EQ(start().substr(0, 56), "[I](CTemp:136):failed to mkstemp():Invalid argument:temp");
+  EXPECT_EQ(temp.getTemp_sub(path, std::string(88, 'p').c_str(), files.c_str(), nullptr, 0), 0);
+  EXPECT_EQ(start().substr(0, 29), "MXL90104L:failed to rename():");
+  EXPECT_EQ(path.size(), 4096u);
+
+  EXPECT_EQ(temp.getTemp_sub(path, "", longName(dir(), 4089).c_str(), nullptr, 1), 0);
+  EXPECT_EQ(start(), "MXL90102L:failed to mkstemp():Invalid argument");
+  EXPECT_EQ(temp.getTemp_sub(path, "", longName(dir(), 4088).c_str(), nullptr, 1), 0);
+  EXPECT_EQ(start().substr(0, 31), "MXL90103L:failed to create dir:");
+  EXPECT_EQ(path.size(), 4096u);
+}
+
 TEST_F(TempFiles, AFileStandsInTmpByDefault) {
   std::string path;
   {
