@@ -119,6 +119,10 @@ std::string configured(const char* content) {
   return std::string(read ? "true" : "false") + number(conf.getBigLimit());
 }
 
+// Functions whose failure can keep a temporary file where it is.
+const std::set<std::string> kKeepFiles = {"rename", "unlink", "fork", "pipe",   "execvp",
+                                          "stat",   "dup2",   "read", "waitpid"};
+
 // The first word of the command that ran last.
 std::string commandName() {
   const std::string command = faults::takeCommand();
@@ -166,7 +170,7 @@ std::vector<Scenario> makeScenarios() {
         {"stat", {"4[one][]"}},
         {"vsnprintf", {"4[one][]"}},
         {"waitpid", {"-1[one][bad]"}}},
-       {"rename", "unlink", "fork", "pipe", "execvp", "stat", "dup2", "read", "waitpid"},
+       kKeepFiles,
        0,
        {},
        {},
@@ -337,7 +341,7 @@ std::vector<Scenario> makeScenarios() {
         {"read", {"1there1there"}},
         {"unlink", {"1there1there"}},
         {"waitpid", {"1there1there"}}},
-       {"rename", "unlink", "fork", "pipe", "execvp", "stat", "dup2", "read", "waitpid"},
+       kKeepFiles,
        0,
        {},
        {},
@@ -360,7 +364,7 @@ std::vector<Scenario> makeScenarios() {
         {"snprintf", {"0none"}},
         {"stat", {"0none"}},
         {"vsnprintf", {"0none"}}},
-       {"rename", "unlink", "fork", "pipe", "execvp", "stat", "dup2", "read", "waitpid"},
+       kKeepFiles,
        0,
        // Each attempt that fails in its last step leaves one.
        {"rename"},
