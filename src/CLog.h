@@ -6,9 +6,9 @@
 /// The tool set's one diagnostic log: lines appended to a file that all tools share, and lines for
 /// the system logger.
 ///
-/// Each line takes the semaphore of the log's directory, so writers in different processes never
-/// mix. Nothing stays open between lines. The log never fails towards its caller and never throws:
-/// a line that cannot be written is lost. `errno` is kept.
+/// Each line of the file takes the semaphore of the log's directory, so writers in different
+/// processes never mix. Nothing stays open between lines. The log never fails towards its caller
+/// and never throws: a line that cannot be written is lost. `errno` is kept.
 class CLog {
  public:
   /// Takes the log file from "MOXEL_LOG" if that is set, even to the empty text, else
@@ -22,14 +22,14 @@ class CLog {
   /// To be called once by each tool at its start, with the path it was started by (not null), whose
   /// last component names it to the system logger. A log file above 512000 bytes is renamed to its
   /// name without extension and ".bak", over an older one; where that fails, or both names are one
-  /// file's, it is emptied instead. (A file that another tool has begun by then is not.) Returns 0
-  /// whatever happens.
+  /// file's, it is emptied instead. (After a rename that worked, a file that another tool
+  /// has begun by then is left alone.) Returns 0 whatever happens.
   int init(const char* program);
 
-  /// Writes one information line.
+  /// Writes one line, as it stands.
   void ilog(const char* fmt, ...) __attribute__((format(printf, 2, 3)));
 
-  /// Writes one trace line when trace is on.
+  /// Writes one line, as it stands, when trace is on.
   void tlog(const char* fmt, ...) __attribute__((format(printf, 2, 3)));
 
   /// Appends one line: local time as "YYYY/MM/DD hh:mm:ss", process ID in five columns, the

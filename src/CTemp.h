@@ -7,7 +7,8 @@
 /// removes them on request and when it is destroyed.
 ///
 /// Where "MOXEL_NOT_DEL_TEMP" is set to anything but the empty text, they stay on disk. Every step
-/// leaves a trace line and every failure an information line in the log. For use by one thread.
+/// leaves a trace line in the log, and every failure to make something a line. For use by one
+/// thread.
 class CTemp {
  public:
   CTemp();
@@ -23,13 +24,15 @@ class CTemp {
   ///
   /// `path` receives the name; after a failure it is empty or, when the last step failed, the name
   /// intended. A null `dir` means "/tmp"; a missing directory is made with its parents. When `fd`
-  /// is not null it receives the descriptor of the open file, which then belongs to the caller; a
-  /// failed last step leaves such a descriptor and the file under its first name behind. A null
-  /// `prefix` fails. The name is at most 4095 bytes long.
+  /// is not null it receives the descriptor of the open file, which then belongs to the caller;
+  /// each attempt whose last step fails leaves such a descriptor, and the file under its first
+  /// name, behind; `*fd` has the last one only. A null `prefix` fails. The name is at most 4095
+  /// bytes long.
   int getTempFile(std::string& path, const char* prefix, const char* dir, int* fd);
 
   /// Makes a directory `dir`/NNNNNN_ with mode 0755 less the process mask, likewise. `prefix` must
-  /// not be null and is not used. Each success leaves one descriptor open, deliberately.
+  /// not be null and is not used. Each attempt that gets a name leaves one descriptor open,
+  /// deliberately.
   int getTempDir(std::string& path, const char* prefix, const char* dir);
 
   /// One attempt; `type` 0 makes a file, any other value a directory. `*fd` is stored only when a

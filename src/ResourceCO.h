@@ -11,10 +11,9 @@
 
 /// Message texts of a compiled-in table, translated by `gettext` from the text domain selected.
 ///
-/// A look-up enters what it does not find, with an empty text; such texts never reach `gettext`,
-/// nor does an empty one that an ID has in the table. (One that a number has does: `gettext` gives
-/// the catalogue's heading for it.) A null ID gives the empty text and enters nothing. What has
-/// been looked up stays in the maps.
+/// An unknown number or ID gives the empty text and is entered in its map; a null ID gives it and
+/// enters nothing. `gettext` is not asked for unknown ones, nor for an ID whose text is empty. For
+/// a number whose text in the table is empty it is asked, and gives the catalogue's heading.
 class ResourceCO : public MoxelCommon::Resource {
  public:
   /// Indexes `table` up to its end row (kMsgTableEnd). The table stays the caller's and must

@@ -4,8 +4,8 @@
 /// The server agent's communication library, "libvekcom.so.2.0", as this tool set calls it.
 ///
 /// Every function returns 0 for success. None is declared noexcept: an agent may throw through
-/// them. `libmoxel.a` leaves these five names undefined; a tool links the agent's library, the
-/// substitute, or definitions of its own.
+/// them. `libmoxel.a` leaves these five names undefined; a tool that uses the gateway client links
+/// the agent's library, the substitute, or definitions of its own.
 
 extern "C" {
 

@@ -5,8 +5,8 @@
 set -eu
 
 usage="usage: mutate.sh [COUNT [SEED]]     300 mutants of seed 1 take most of an hour on two cores
-       mutate.sh --again LOG        judges once more what survived the run of that output, when it
-                                    has been explained or tests have been added"
+       mutate.sh --again LOG        counts what survived a whole run, whose output LOG is, and is
+                                    explained now, and judges the other survivors once more"
 case ${1:-} in
   -h)
     echo "$usage"
