@@ -260,6 +260,22 @@ TEST_F(Log, AWaitIsTakenUpTenTimesAtMost) {
   mutex.release();
 }
 
+TEST_F(Log, LinesOfOtherUsersThanTheLocksAreLost) {
+  gLog.ilog("the owner's");
+  chmod(scratch.path().c_str(), 0777);
+  chmod(logPath().c_str(), 0666);
+  const bool isRoot = geteuid() == 0;
+  const int status = inChild([] {
+    dropPrivileges();
+    gLog.ilog("somebody's");
+    return 0;
+  });
+  EXPECT_EQ(exitCode(status), 0);
+  std::vector<std::string> lines = {"the owner's"};
+  if (!isRoot) lines.emplace_back("somebody's");
+  EXPECT_EQ(logged(), lines);
+}
+
 TEST_F(Log, ALineThatIsWrittenInPartsIsWhole) {
   // A pipe takes a part; a signal then ends the write.
   ASSERT_EQ(mkfifo(logPath().c_str(), 0600), 0);
