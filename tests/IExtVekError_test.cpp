@@ -490,6 +490,12 @@ TEST(IExtVekError, TextsEndBeforeANullOfADerivedClass) {
   out << record;
   EXPECT_EQ(out.str(), "-79\n1\n-5\n");
   EXPECT_TRUE(out.bad());
+
+  // A stream that has failed before is left as it is.
+  std::ostringstream failed;
+  failed.setstate(std::ios::failbit);
+  failed << record;
+  EXPECT_FALSE(failed.bad());
 }
 
 }  // namespace
