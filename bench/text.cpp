@@ -192,9 +192,7 @@ const bool quotes[] = {
     onText("quoteEsc", "moxel", kQuoted,
            [](const std::string& text) { keep(quoteEsc(text.c_str(), '\'').size()); }),
     onText("quoteEsc", "abseil", kQuoted,
-           [](const std::string& text) {
-             keep(absl::StrReplaceAll(text, {{"'", "''"}}).size());
-           }),
+           [](const std::string& text) { keep(absl::StrReplaceAll(text, {{"'", "''"}}).size()); }),
     onText("quoteEsc", "boost", kQuoted,
            [](const std::string& text) { keep(boost::replace_all_copy(text, "'", "''").size()); }),
 };

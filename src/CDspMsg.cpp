@@ -1,9 +1,12 @@
 #include "CDspMsg.h"
 
+#include <cstdarg>
 #include <cstdio>
 #include <cstring>
 #include <new>
+#include <string>
 
+#include "ResourceBridge.h"
 #include "ResourceBridgeImpGettext.h"
 
 // Built before the objects of other files, whose constructors may show messages.

@@ -9,11 +9,13 @@
 #include <algorithm>
 #include <cctype>
 #include <cerrno>
+#include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
 #include <exception>
+#include <string>
 #include <tuple>
 
 #include "CEnvConf.h"

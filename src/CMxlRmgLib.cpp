@@ -1,6 +1,8 @@
 #include "CMxlRmgLib.h"
 
 #include <cstring>
+#include <exception>
+#include <string>
 
 namespace {
 

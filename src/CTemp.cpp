@@ -6,6 +6,8 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <list>
+#include <string>
 #include <utility>
 
 #include "LogLine.h"

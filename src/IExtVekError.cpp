@@ -3,6 +3,10 @@
 #include <cstdlib>
 #include <cstring>
 #include <iostream>
+#include <list>
+#include <optional>
+#include <string>
+#include <string_view>
 #include <utility>
 
 #include "ExtErrCatalogue.h"

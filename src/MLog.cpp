@@ -1,6 +1,7 @@
 #include "MLog.h"
 
 #include <iostream>
+#include <string>
 
 MLog::~MLog() = default;
 

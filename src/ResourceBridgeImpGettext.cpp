@@ -4,8 +4,10 @@
 
 #include <clocale>
 #include <new>
+#include <string>
 
 #include "MsgTable.h"
+#include "Resource.h"
 #include "ResourceCO.h"
 
 namespace {

@@ -2,7 +2,10 @@
 
 #include <libintl.h>
 
+#include <cstddef>
 #include <iterator>
+
+#include "MsgTable.h"
 
 ResourceCO::ResourceCO(const MSG_TABLE* table) {
   // Rows are grouped: a row's ID mostly follows that of the row before.

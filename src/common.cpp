@@ -1,5 +1,6 @@
 #include "common.h"
 
+#include <dirent.h>
 #include <fnmatch.h>
 #include <stdio_ext.h>
 #include <strings.h>
@@ -13,12 +14,19 @@
 #include <cctype>
 #include <cerrno>
 #include <climits>
+#include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <ctime>
-#include <memory>
+#include <iterator>
+#include <list>
+#include <map>
+#include <new>
+#include <string>
 #include <string_view>
 #include <tuple>
+#include <vector>
 
 #include "CLog.h"
 #include "CTemp.h"

@@ -1,16 +1,19 @@
 #include "CDspMsg.h"
 
-#include <fcntl.h>
-#include <unistd.h>
+#include <gtest/gtest.h>
 
 #include <climits>
 #include <clocale>
+#include <cstdarg>
+#include <cstdio>
 #include <functional>
 #include <memory>
+#include <string>
 #include <type_traits>
 
 #include "Memory.h"
 #include "Process.h"
+#include "ResourceBridge.h"
 #include "ResourceBridgeImpGettext.h"
 #include "Scratch.h"
 

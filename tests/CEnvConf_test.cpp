@@ -1,14 +1,20 @@
 #include "CEnvConf.h"
 
 #include <fcntl.h>
+#include <gtest/gtest.h>
 #include <sys/mount.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <climits>
 #include <csignal>
+#include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <string>
 #include <type_traits>
+#include <utility>
 
 #include "CDspMsg.h"
 #include "CLog.h"

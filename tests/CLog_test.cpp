@@ -1,6 +1,8 @@
 #include "CLog.h"
 
 #include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sched.h>
 #include <sys/ioctl.h>
 #include <sys/ipc.h>
 #include <sys/mount.h>
@@ -12,13 +14,20 @@
 #include <syslog.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
 #include <fstream>
+#include <functional>
+#include <optional>
+#include <string>
 #include <type_traits>
+#include <utility>
+#include <vector>
 
 #include "CEnvConf.h"
 #include "CMutex.h"

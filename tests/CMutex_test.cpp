@@ -1,9 +1,9 @@
 #include "CMutex.h"
 
+#include <gtest/gtest.h>
 #include <sys/ipc.h>
 #include <sys/sem.h>
 #include <sys/time.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>

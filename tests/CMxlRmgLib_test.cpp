@@ -4,9 +4,19 @@
 
 #include <csignal>
 #include <cstring>
+#include <exception>
+#include <functional>
+#include <iterator>
+#include <string>
 #include <type_traits>
+#include <vector>
 
+#include "CMxlRmgLibImpl.h"
 #include "FakeAgent.h"
+#include "ICMxlRmg.h"
+#include "ICMxlRmgLib.h"
+#include "IExtVekError.h"
+#include "MLog.h"
 #include "Slots.h"
 
 namespace {
@@ -230,7 +240,9 @@ TEST_F(Gateway, StartedCommunicationIsStoppedOnce) {
   EXPECT_EQ(fakeAgent.calls, (Calls{"StartComm 0 0", "StopComm"}));
 
   fakeAgent.calls.clear();
-  { CMxlRmgLib untouched; }
+  {
+    CMxlRmgLib untouched;
+  }
   EXPECT_TRUE(fakeAgent.calls.empty());
 }
 

@@ -1,10 +1,13 @@
 #include "CTemp.h"
 
+#include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <fstream>
+#include <cstddef>
+#include <list>
+#include <new>
 #include <type_traits>
 
 #include "CMutex.h"

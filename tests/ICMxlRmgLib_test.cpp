@@ -1,10 +1,11 @@
 #include "ICMxlRmgLib.h"
 
+#include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
-#include <unistd.h>
 
 #include <cstring>
+#include <string>
 
 #include "Scratch.h"
 

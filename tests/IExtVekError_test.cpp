@@ -4,7 +4,12 @@
 
 #include <climits>
 #include <cstring>
+#include <ios>
+#include <iostream>
+#include <ostream>
 #include <sstream>
+#include <streambuf>
+#include <string>
 
 #include "ExtErrCatalogue.h"
 #include "Slots.h"

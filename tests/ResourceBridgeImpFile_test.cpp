@@ -1,10 +1,14 @@
 #include "ResourceBridgeImpFile.h"
 
-#include <unistd.h>
+#include <gtest/gtest.h>
 
 #include <filesystem>
+#include <optional>
+#include <string>
+#include <utility>
 
 #include "Process.h"
+#include "ResourceBridge.h"
 #include "Scratch.h"
 #include "Slots.h"
 

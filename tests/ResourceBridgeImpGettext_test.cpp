@@ -1,14 +1,19 @@
 #include "ResourceBridgeImpGettext.h"
 
+#include <gtest/gtest.h>
 #include <libintl.h>
 #include <sys/mount.h>
 
 #include <algorithm>
 #include <clocale>
+#include <cstddef>
+#include <cstdlib>
+#include <string>
 
 #include "Memory.h"
 #include "MsgTable.h"
 #include "Process.h"
+#include "Resource.h"
 #include "ResourceCO.h"
 #include "Scratch.h"
 

@@ -4,6 +4,8 @@
 
 #include <string>
 
+#include "MsgTable.h"
+#include "Resource.h"
 #include "Slots.h"
 
 namespace {

@@ -1,11 +1,16 @@
-#include <sys/resource.h>
+#include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <sys/vfs.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
+#include <initializer_list>
+#include <iterator>
+#include <list>
+#include <string>
 
 #include "CLog.h"
 #include "Process.h"

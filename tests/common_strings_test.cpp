@@ -1,5 +1,11 @@
+#include <gtest/gtest.h>
+
 #include <clocale>
 #include <cstring>
+#include <list>
+#include <map>
+#include <optional>
+#include <string>
 
 #include "Memory.h"
 #include "Scratch.h"

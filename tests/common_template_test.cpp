@@ -1,17 +1,21 @@
 #include "common_template.h"
 
 #include <dirent.h>
+#include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cstring>
+#include <list>
+#include <string>
 #include <vector>
 
 #include "Process.h"
 #include "Scratch.h"
 #include "StatCalls.h"
+#include "common.h"
 
 namespace {
 

@@ -1,4 +1,5 @@
 #include <fcntl.h>
+#include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -7,6 +8,9 @@
 #include <cstdio>
 #include <cstring>
 #include <ctime>
+#include <list>
+#include <map>
+#include <string>
 
 #include "CLog.h"
 #include "Process.h"

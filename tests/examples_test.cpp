@@ -1,9 +1,14 @@
 // The example programs as they are built.
 
 #include <fcntl.h>
+#include <gtest/gtest.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <vector>
 
 #include "Process.h"
 #include "Scratch.h"

@@ -1,7 +1,13 @@
 // The two message files that the build writes from the table and the catalogue.
 
+#include <gtest/gtest.h>
+
 #include <algorithm>
+#include <cstddef>
+#include <cstdlib>
+#include <map>
 #include <sstream>
+#include <string>
 
 #include "MsgTable.h"
 #include "ResourceBridgeImpFile.h"

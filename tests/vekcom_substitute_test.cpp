@@ -3,6 +3,8 @@
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 
+#include <optional>
+
 #include "Scratch.h"
 
 namespace {

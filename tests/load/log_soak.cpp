@@ -7,7 +7,6 @@
 #include <sys/mman.h>
 #include <sys/sem.h>
 #include <sys/statvfs.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -18,7 +17,6 @@
 #include <cstdlib>
 #include <filesystem>
 #include <map>
-#include <new>
 #include <random>
 #include <string>
 #include <vector>

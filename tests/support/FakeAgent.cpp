@@ -1,5 +1,7 @@
 #include "FakeAgent.h"
 
+#include <string>
+
 #include "common.h"
 #include "vekcom.h"
 

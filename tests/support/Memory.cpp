@@ -1,5 +1,6 @@
 #include "Memory.h"
 
+#include <cstdint>
 #include <cstdlib>
 #include <new>
 

@@ -21,7 +21,10 @@
 #include <cstddef>
 #include <cstdlib>
 #include <fstream>
+#include <functional>
+#include <string>
 #include <thread>
+#include <vector>
 
 #if defined(MOXEL_COVERAGE)
 extern "C" void __gcov_dump();

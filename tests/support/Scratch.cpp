@@ -1,16 +1,23 @@
 #include "Scratch.h"
 
+#include <gtest/gtest.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cctype>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <ios>
+#include <optional>
 #include <sstream>
+#include <string>
+#include <system_error>
+#include <vector>
 
 #include "CLog.h"
 #include "CMutex.h"

@@ -1,5 +1,8 @@
 #include "StatCalls.h"
 
+#include <functional>
+#include <string>
+
 struct stat;
 
 int statCalls = 0;
