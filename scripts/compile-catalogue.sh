@@ -14,11 +14,14 @@ if [ $# != 2 ]; then
 fi
 
 mkdir -p "$(dirname "$2")"
+# Newer versions convert to UTF-8 unless told not to; older ones do not know the option.
+unconverted=""
+if msgfmt --help | grep -q -e --no-convert; then unconverted=--no-convert; fi
 # That keys are not ASCII is meant; what msgfmt says of it is shown only with a failure.
 {
   msgfmt --check --output-file=/dev/null "$1" &&
     msgconv --to-code=EUC-JP --output-file="$2.po" "$1" &&
-    msgfmt --output-file="$2.new" "$2.po"
+    msgfmt $unconverted --endianness=little --output-file="$2.new" "$2.po"
 } 2>"$2.warnings" || {
   cat "$2.warnings" >&2
   exit 1
