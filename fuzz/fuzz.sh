@@ -19,7 +19,9 @@ esac
 seconds=${1:-10}
 [ $# = 0 ] || shift
 cd "$(dirname "$0")/.."
-sh scripts/packages.sh cmake ninja-build clang libclang-rt-14-dev gettext libc-bin
+sh scripts/packages.sh cmake ninja-build clang gettext libc-bin
+# The runtime is packaged by the version of the compiler.
+sh scripts/packages.sh "libclang-rt-$(clang++ -dumpversion | cut -d . -f 1)-dev"
 [ $# -gt 0 ] || set -- configuration messages record text shell format output
 cmake --preset fuzz >/dev/null
 for target in "$@"; do
