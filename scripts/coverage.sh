@@ -14,12 +14,21 @@ cd "$(dirname "$0")/.."
 sh scripts/packages.sh cmake ninja-build gettext g++ libgtest-dev \
   libc-bin util-linux locales psmisc perl python3 gcovr
 
+top=$PWD
 build=build/coverage
 cmake --preset coverage >/dev/null
-cmake --build --preset coverage >/dev/null
+cmake --build --preset coverage --target all fault_sweep >/dev/null
 find "$build" -name '*.gcda' -delete
-# Tests that give up root's rights count as well: they write beside root's figures.
-find "$build" -type d -exec chmod a+rwx {} +
+
+# The figures are gathered elsewhere: tests that give up root's rights have to reach them, and the sweep
+# covers /tmp, where the tree may be.
+figures=$(mktemp -d -p /var/tmp)
+trap 'rm -rf "$figures"' EXIT
+trap 'exit 1' HUP INT TERM
+find "$top/$build" -type d -exec sh -c 'mkdir -p "$0$1"' "$figures" {} \;
+chmod -R a+rwX "$figures"
+GCOV_PREFIX=$figures
+export GCOV_PREFIX
 (
   umask 0
   ctest --preset coverage >"$build/tests" || {
@@ -29,20 +38,14 @@ find "$build" -type d -exec chmod a+rwx {} +
 )
 # The sweep reaches what only a failing call does. In an instrumented program some of its faults hit the
 # measurement instead, so that its findings do not count here.
-cmake --build --preset coverage --target fault_sweep >/dev/null
-# It covers /tmp, where the tree may be: its figures are added in a copy of the tree's, elsewhere.
-top=$PWD
-copy=$(mktemp -d -p /var/tmp)
-trap 'rm -rf "$copy"' EXIT
-find "$top/$build" -name '*.gcda' -exec cp --parents {} "$copy" \;
-GCOV_PREFIX=$copy "$build/fault_sweep" "CLog, a line" "CLog, a line behind a torn one" "CLog, rotation" slog CMutex \
+"$build/fault_sweep" "CLog, a line" "CLog, a line behind a torn one" "CLog, rotation" slog CMutex \
   "error record" ResourceBridgeImpFile ResourceBridgeImpGettext "CDspMsg, display" getTotalFileSize \
   getHostname >"$build/sweep" 2>&1 || true
 tail -n 1 "$build/sweep" | grep -q '^11 scenarios' || {
   cat "$build/sweep"
   exit 1
 }
-cp -r "$copy$top/$build/." "$build"
+cp -r "$figures$top/$build/." "$build"
 gcovr --root . --filter src/ --exclude-throw-branches "$build"
 gcovr --root . --filter src/ --exclude-throw-branches --json - "$build" |
   python3 scripts/coverage.py tests/coverage_exceptions.txt
