@@ -89,7 +89,10 @@ measure() {
 }
 
 if [ "${1:-}" = --inside ]; then
-  results=$2
+  # The tree may lie below /tmp, which is covered next.
+  mount --bind "$top" /mnt
+  build=/mnt/build/bench
+  results=/mnt/$2
   mount -t tmpfs moxel-tmp /tmp
   mount -t tmpfs -o mode=0755 moxel-opt /opt
   mount -t tmpfs -o mode=0755 moxel-log /var/log
@@ -152,15 +155,15 @@ fi
 
 [ $# -gt 0 ] || set -- 10
 cd "$top"
-sh scripts/packages.sh cmake ninja-build gettext g++ gcc libc-bin util-linux strace valgrind \
+sh scripts/packages.sh cmake ninja-build gettext g++ gcc libc-bin util-linux mount strace valgrind \
   linux-perf python3 gnuplot-nox libbenchmark-dev libabsl-dev libboost-dev \
   libboost-filesystem-dev libboost-regex-dev libfmt-dev libspdlog-dev libinih-dev
 cmake -S . -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Release -DBUILD_TESTING=OFF \
   -DMOXEL_BENCH=ON >/dev/null
 cmake --build "$build" --target moxel_bench bench_popen bench_peak scsend vekcom_substitute >/dev/null
 
-results=$build/results
-[ "${1:-}" != --profile ] || results=$build/profile
+results=build/bench/results
+[ "${1:-}" != --profile ] || results=build/bench/profile
 rm -rf "$results"
 mkdir "$results"
 namespaces="--mount --ipc"
