@@ -5,6 +5,9 @@
 # usage: configure_test.sh SOURCE BUILD
 set -eu
 
+# shellcheck source=tests/support/shell.sh
+. "$(dirname "$0")/support/shell.sh"
+
 source=$1
 namespaces="--mount"
 [ "$(id -u)" = 0 ] || namespaces="--user --map-root-user --mount"
@@ -30,14 +33,9 @@ refused() {
   shift
   # shellcheck disable=SC2086 # a list of options
   if unshare $namespaces sh -e "$scratch/hidden" "$scratch" "$source" "$@" >"$scratch/output" 2>&1; then
-    echo "configure_test.sh: configured without $*" >&2
-    exit 1
+    fail "expected a refusal without $*, which was configured"
   fi
-  if ! grep -qxF "  $line" "$scratch/output"; then
-    echo "configure_test.sh: without $* nothing says: $line" >&2
-    cat "$scratch/output" >&2
-    exit 1
-  fi
+  present "^  $line\$" "$scratch/output" "configuration without $*"
   rm -rf "$scratch/build"
 }
 

@@ -11,10 +11,8 @@ build=$2
 scratch=$(mktemp -d)
 trap 'rm -rf "$scratch"' EXIT
 
-fail() {
-  echo "documents_test.sh: $*" >&2
-  exit 1
-}
+# shellcheck source=tests/support/shell.sh
+. "$(dirname "$0")/support/shell.sh"
 
 # ---- Manual pages ------------------------------------------------------------------------------
 
@@ -30,7 +28,7 @@ localedef -i en_US -f UTF-8 "$LOCPATH/en_US.UTF-8"
 shown() {
   LC_ALL=$1 man --warnings "${2##*.}" "${2%.*}" >"$scratch/shown" 2>"$scratch/warnings" ||
     fail "no manual page $2 for $1"
-  if grep . "$scratch/warnings"; then fail "the manual page $2 for $1 has warnings"; fi
+  empty "$scratch/warnings" "warnings of the manual page $2 for $1"
 }
 
 for page in scsend.8 moxel.conf.5 moxel-messages.5 libmoxel.3; do
@@ -39,13 +37,15 @@ for page in scsend.8 moxel.conf.5 moxel-messages.5 libmoxel.3; do
     gzip -dc "$file" >"$scratch/page" || fail "$file cannot be read"
     status=0
     mandoc -Tlint <"$scratch/page" >"$scratch/lint" 2>&1 || status=$?
-    if [ $status -gt 1 ] || grep . "$scratch/lint"; then fail "mandoc finds fault with $language$page"; fi
-    lexgrog "$file" | grep -q "\"${page%.*} - " || fail "$language$page has no title line"
+    [ $status -le 1 ] || fail "mandoc gives status $status for $language$page"
+    empty "$scratch/lint" "what mandoc says of $language$page"
+    quietly lexgrog "$file"
+    present "\"${page%.*} - " "$scratch/quiet" "the title line of $language$page"
   done
   shown en_US.UTF-8 $page
-  grep -q '^NAME$' "$scratch/shown" || fail "$page is not in English"
+  present '^NAME$' "$scratch/shown" "the English $page"
   shown ja_JP.UTF-8 $page
-  grep -q '^名前$' "$scratch/shown" || fail "$page is not in Japanese"
+  present '^名前$' "$scratch/shown" "the Japanese $page"
   # Headings and macros are those of the other language's page.
   for language in "" ja/; do
     sed -n 's/^\(\.S[HS]\).*/\1/p; s/^\.TP/&/p' "$source/man/$language$page" >"$scratch/form.${language%/}"
@@ -53,16 +53,16 @@ for page in scsend.8 moxel.conf.5 moxel-messages.5 libmoxel.3; do
   for language in "" ja/; do
     grep -oE '[0-9]{2,}' "$source/man/$language$page" | sort -u >"$scratch/numbers.${language%/}"
   done
-  diff "$scratch/numbers." "$scratch/numbers.ja" || fail "the two pages of $page give other numbers"
-  cmp "$scratch/form." "$scratch/form.ja" || fail "the two pages of $page are built differently"
+  same "$scratch/numbers." "$scratch/numbers.ja" "the numbers in the Japanese $page"
+  same "$scratch/form." "$scratch/form.ja" "the headings and macros of the Japanese $page"
 done
 # Every setting of the installed file has its entry.
 sed -n 's/^#\([A-Za-z_]*\)=.*/\1/p' "$source/etc/moxel.conf" >"$scratch/settings"
-[ "$(wc -l <"$scratch/settings")" = 21 ] || fail "moxel.conf has other settings"
+equal 21 "$(wc -l <"$scratch/settings")" "settings in moxel.conf"
 while read -r setting; do
   for language in "" ja/; do
     grep -q "^\.BR .*\b$setting\b" "$source/man/${language}moxel.conf.5" ||
-      fail "$setting is missing in ${language}moxel.conf.5"
+      fail "expected $setting in ${language}moxel.conf.5, where it is not"
   done
 done <"$scratch/settings"
 # Every public header is in the guide.
@@ -71,7 +71,7 @@ for header in "$source"/src/*.h; do
   case $header in Descriptor.h | File.h | LogLine.h) continue ;; esac
   for language in "" ja/; do
     grep -q "\b$header\b" "$source/man/${language}libmoxel.3" ||
-      fail "$header is missing in ${language}libmoxel.3"
+      fail "expected $header in ${language}libmoxel.3, where it is not"
   done
 done
 
@@ -79,10 +79,11 @@ done
 version=$(sed -n 's/^project(moxel VERSION \([0-9.]*\) .*/\1/p' "$source/CMakeLists.txt")
 [ -n "$version" ] || fail "the build has no version"
 for page in "$source"/man/*.[0-9] "$source"/man/ja/*.[0-9]; do
-  grep -q "^\.TH .* \"moxel $version\" " "$page" || fail "$page is of another version"
+  equal "\"moxel $version\"" "$(grep -o '^\.TH .*' "$page" | grep -o '"moxel [^"]*"')" "the version of $page"
 done
-grep -qx "\"Project-Id-Version: moxel $version\\\\n\"" "$source/po/ja.po" || fail "ja.po is of another version"
-head -n 1 "$source/packaging/changelog" | grep -q "^moxel ($version) " || fail "the changelog is of another version"
+equal "$version" "$(sed -n 's/^"Project-Id-Version: moxel \(.*\)\\n"$/\1/p' "$source/po/ja.po")" "the version of ja.po"
+equal "moxel ($version)" "$(head -n 1 "$source/packaging/changelog" | grep -o '^[^)]*)')" \
+  "the version of the changelog"
 
 # ---- API reference -----------------------------------------------------------------------------
 
@@ -91,7 +92,8 @@ reference() {
     "$build/Doxyfile" >"$scratch/Doxyfile"
   doxygen "$scratch/Doxyfile" >"$scratch/warnings" 2>&1
 }
-reference "$source/src" || { cat "$scratch/warnings" >&2; fail "the API reference has warnings"; }
+reference "$source/src" || fail "expected an API reference without warnings, got
+$(cat "$scratch/warnings")"
 # One description stands at each of the overloads that it holds for.
 [ "$(grep -c 'runs of slashes made one' "$scratch/api/html/common_8h.html")" -ge 2 ] ||
   fail "an overload has no description"
@@ -101,12 +103,12 @@ sed -i '/Removes the set from the system/,/it first sleeps/d' "$scratch/headers/
 sed -i '/Exit code of a wait status/d' "$scratch/headers/common.h"
 if reference "$scratch/headers"; then fail "an operation without a description passes"; fi
 for operation in remove exitStatus; do
-  grep -q "$operation.*is not documented" "$scratch/warnings" || fail "$operation passes"
+  present "$operation.*is not documented" "$scratch/warnings" "warnings of an operation without a description"
 done
 
 # ---- Picture of the modules --------------------------------------------------------------------
 
-sh "$source/docs/modules.sh" --check || fail "the picture of the modules is out of date"
+quietly sh "$source/docs/modules.sh" --check
 mkdir "$scratch/tree" "$scratch/tree/docs"
 cp -r "$source/src" "$scratch/tree"
 cp "$source"/docs/modules.* "$scratch/tree/docs"
@@ -136,10 +138,7 @@ for readme in README.md README.ja.md; do
   grep -v '^\[\|^Jap' $readme | grep -oE '[0-9]{2,}' | sort -u >"$scratch/numbers.$readme"
   grep '^    ' $readme | sed 's/ *#.*//' >"$scratch/code.$readme"
 done
-diff "$scratch/numbers.README.md" "$scratch/numbers.README.ja.md" || fail "the READMEs give other numbers"
-diff "$scratch/code.README.md" "$scratch/code.README.ja.md" || fail "the READMEs show other commands"
-cmp "$scratch/headings.README.md" "$scratch/headings.README.ja.md" ||
-  fail "the READMEs have other headings"
-diff "$scratch/words.README.md" "$scratch/words.README.ja.md" ||
-  fail "the READMEs name other variables"
+for subject in numbers code headings words; do
+  same "$scratch/$subject.README.md" "$scratch/$subject.README.ja.md" "the $subject of the Japanese README"
+done
 echo "the documents are right"

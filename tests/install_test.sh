@@ -11,10 +11,8 @@ scratch=$(mktemp -d)
 umask 077
 trap 'rm -rf "$scratch"' EXIT
 
-fail() {
-  echo "install_test.sh: $*" >&2
-  exit 1
-}
+# shellcheck source=tests/support/shell.sh
+. "$(dirname "$0")/support/shell.sh"
 
 # Files and modes, one a line.
 listing() {
@@ -23,7 +21,7 @@ listing() {
 
 # ---- What a server gets ------------------------------------------------------------------------
 
-cmake --install "$build" --component moxel --prefix "$scratch/server" >/dev/null
+quietly cmake --install "$build" --component moxel --prefix "$scratch/server"
 cat >"$scratch/expected" <<END
 755 opt/kardo/moxel/bin/scsend
 644 opt/kardo/moxel/etc/moxel.conf
@@ -42,24 +40,26 @@ cat >"$scratch/expected" <<END
 644 usr/share/man/man5/moxel.conf.5.gz
 644 usr/share/man/man8/scsend.8.gz
 END
-listing "$scratch/server" | diff "$scratch/expected" - || fail "the server's files are others"
-[ -d "$scratch/server/var/log/kardo/moxel/log" ] || fail "no log directory"
+listing "$scratch/server" >"$scratch/files"
+same "$scratch/expected" "$scratch/files" "the server's files"
+exists "$scratch/server/var/log/kardo/moxel/log" "the log directory"
 for directory in opt/kardo var/log/kardo usr/share/doc/moxel usr/share/locale/ja usr/share/man/ja; do
-  if find "$scratch/server/$directory" -type d ! -perm 755 | grep .; then fail "not open to all"; fi
+  find "$scratch/server/$directory" -type d ! -perm 755 >"$scratch/closed"
+  empty "$scratch/closed" "directories that are not open to all"
 done
-cmp -s "$build/scsend" "$scratch/server/opt/kardo/moxel/bin/scsend" ||
-  fail "the installed command is not the built one"
+quietly cmp "$build/scsend" "$scratch/server/opt/kardo/moxel/bin/scsend"
 
 # Every keyword is explained in the configuration file, and the file is right as it is and with every
 # setting in force.
 conf=$scratch/server/opt/kardo/moxel/etc/moxel.conf
-[ "$(grep -c '^#[A-Za-z_]*=' "$conf")" = 21 ] || fail "not every keyword is in moxel.conf"
-if grep -v '^#' "$conf" | grep -q .; then fail "moxel.conf sets something"; fi
+equal 21 "$(grep -c '^#[A-Za-z_]*=' "$conf")" "keywords in moxel.conf"
+absent '^[^#]' "$conf" "settings in force in moxel.conf"
 # A directory that is not there: no log, and no semaphore for it that would stay.
 MOXEL_LOG=$scratch/none/moxel.log
 export MOXEL_LOG
-"$build/confcheck" "$conf" >"$scratch/default" || fail "moxel.conf is wrong"
-if grep -q ' file ' "$scratch/default"; then fail "moxel.conf sets something"; fi
+quietly "$build/confcheck" "$conf"
+cp "$scratch/quiet" "$scratch/default"
+absent ' file ' "$scratch/default" "what moxel.conf sets"
 # Each setting tells its unit or kind, and its default.
 awk '
   /^#[A-Za-z_]*=/ {
@@ -81,36 +81,53 @@ awk -v host="$(uname -n)" '
   /^# .*\.$/ { word = $NF; gsub(/[().]*$|^\(/, "", word); gsub(/\$HOSTNAME\$/, host, word) }' \
   "$conf" | sort >"$scratch/told"
 awk 'NF > 2 { gsub(/[()]/, "", $3); print $1, $3 }' "$scratch/default" | sort >"$scratch/actual"
-diff "$scratch/told" "$scratch/actual" || fail "moxel.conf tells other defaults than the code's"
+same "$scratch/actual" "$scratch/told" "the defaults that moxel.conf tells"
 sed 's/^#\([A-Za-z_]*=\)/\1/' "$conf" >"$scratch/all.conf"
-"$build/confcheck" "$scratch/all.conf" >"$scratch/all" || fail "a setting in moxel.conf is wrong"
-[ "$(grep -c ' file ' "$scratch/all")" = 21 ] || fail "a setting in moxel.conf is none"
+quietly "$build/confcheck" "$scratch/all.conf"
+equal 21 "$(grep -c ' file ' "$scratch/quiet")" "settings of moxel.conf that are in force"
 
 # A configuration that is there stays.
 echo 'BigLimit=1mb' >>"$conf"
 cp "$conf" "$scratch/written"
-cmake --install "$build" --component moxel --prefix "$scratch/server" >/dev/null
-cmp "$scratch/written" "$conf" || fail "an installation changes the configuration"
+quietly cmake --install "$build" --component moxel --prefix "$scratch/server"
+same "$scratch/written" "$conf" "an installation changes the configuration"
+
+# ---- Its messages ------------------------------------------------------------------------------
+
+# An English and a Japanese row of the table, looked up in the installed catalogue.
+LOCPATH=$scratch/locales
+TEXTDOMAINDIR=$scratch/server/usr/share/locale
+export LOCPATH TEXTDOMAINDIR
+mkdir "$LOCPATH"
+japanese=$(grep -m 1 -oE '選択してください [^"]*' "$source/src/MsgTable.cpp")
+for codeset in UTF-8 EUC-JP; do
+  quietly localedef -i ja_JP -f $codeset "$LOCPATH/ja_JP.$codeset"
+  # in_japanese TEXT: its translation, in UTF-8 again.
+  in_japanese() {
+    LC_ALL=ja_JP.$codeset gettext moxel "$(echo "$1" | iconv -f UTF-8 -t EUC-JP)" | iconv -f $codeset -t UTF-8
+  }
+  equal "送信済み" "$(in_japanese "Sent")" "the English row in $codeset"
+  equal "$japanese" "$(in_japanese "$japanese")" "the Japanese row in $codeset"
+done
 
 # ---- What a developer gets ---------------------------------------------------------------------
 
-cmake --install "$build" --component moxel-dev --prefix "$scratch/dev" >/dev/null
+quietly cmake --install "$build" --component moxel-dev --prefix "$scratch/dev"
 listing "$scratch/dev" >"$scratch/files"
 for header in "$source"/src/*.h; do
   case ${header##*/} in Descriptor.h | File.h) continue ;; esac
-  grep -q "^644 usr/include/moxel/${header##*/}\$" "$scratch/files" || fail "${header##*/} is missing"
+  present "^644 usr/include/moxel/${header##*/}\$" "$scratch/files" "the header in moxel-dev"
 done
 for file in usr/lib/libmoxel.a usr/share/pkgconfig/moxel.pc usr/lib/cmake/moxel/moxelConfig.cmake \
   usr/lib/cmake/moxel/moxelConfigVersion.cmake; do
-  grep -q "^644 $file\$" "$scratch/files" || fail "$file is missing"
+  present "^644 $file\$" "$scratch/files" "the file in moxel-dev"
 done
-if find "$scratch/dev" -type d ! -perm 755 | grep -vE '/dev(/usr(/(lib|include|share(/doc)?))?)?$'; then
-  fail "not open to all"
-fi
-if grep -q 'vekcom.*so' "$scratch/files"; then fail "the substitute is installed"; fi
-if grep -rqF "$source" "$scratch/dev/usr/lib/cmake" "$scratch/dev/usr/share/pkgconfig"; then
-  fail "a path of the build is in the packages"
-fi
+find "$scratch/dev" -type d ! -perm 755 | sed -E '\,/dev(/usr(/(lib|include|share(/doc)?))?)?$,d' >"$scratch/closed"
+empty "$scratch/closed" "directories that are not open to all"
+absent 'vekcom.*so' "$scratch/files" "the substitute in moxel-dev"
+find "$scratch/dev/usr/lib/cmake" "$scratch/dev/usr/share/pkgconfig" -type f -exec grep -HF "$source" {} + \
+  >"$scratch/paths" || true
+empty "$scratch/paths" "paths of the build in moxel-dev"
 
 # ---- Where nothing can be installed ------------------------------------------------------------
 
@@ -118,5 +135,5 @@ touch "$scratch/file"
 if cmake --install "$build" --component moxel --prefix "$scratch/file" >"$scratch/refusal" 2>&1; then
   fail "an unwritable prefix is no failure"
 fi
-grep -qF "$scratch/file" "$scratch/refusal" || fail "the refusal does not name the prefix"
+present "$scratch/file" "$scratch/refusal" "the refusal"
 echo "all is installed as it should be"

@@ -6,14 +6,8 @@
 # usage: packages_test.sh SOURCE BUILD
 set -eu
 
-fail() {
-  echo "packages_test.sh: $*" >&2
-  exit 1
-}
-
-same() {
-  diff "$1" "$2" || fail "$3"
-}
+# shellcheck source=tests/support/shell.sh
+. "$(dirname "$0")/support/shell.sh"
 
 # Everything below the root, with kind, mode and owner; what the package system keeps for itself and
 # what stood there before apart.
@@ -55,8 +49,7 @@ needs() {
 }
 
 dpkg_here() {
-  dpkg --root="$root" --log="$scratch/dpkg.log" "$@" >"$scratch/dpkg.output" 2>&1 </dev/null ||
-    { cat "$scratch/dpkg.output" >&2; fail "dpkg $*"; }
+  quietly dpkg --root="$root" --log="$scratch/dpkg.log" "$@" </dev/null
 }
 
 debian_life() {
@@ -69,28 +62,29 @@ debian_life() {
   log=$root/var/log/kardo/moxel/log
 
   (umask 077 && dpkg_here -i "$packages/moxel_2.0.0_amd64.deb")
-  [ "$(stat -c '%F %a %u' "$log")" = "directory 755 0" ] || fail "the log directory is another"
-  if find "$root/var/log/kardo" "$root/opt/kardo" -type d ! -perm 755 | grep .; then
-    fail "directories that are not open to all"
-  fi
+  equal "directory 755 0" "$(stat -c '%F %a %u' "$log")" "the log directory"
+  find "$root/var/log/kardo" "$root/opt/kardo" -type d ! -perm 755 >"$scratch/closed"
+  empty "$scratch/closed" "directories that are not open to all"
   # Without the script: the shell's 127, and the words for it.
   status=0
   chroot "$root" /opt/kardo/moxel/bin/scsend >"$scratch/output" || status=$?
-  [ $status = 127 ] || fail "without its script the installed command gives $status"
+  equal 127 $status "status of the installed command without its script"
   cat >"$root/opt/kardo/moxel/bin/scsend.sh" <<'END'
 #!/bin/sh
 echo "sent by $1"
 END
   chmod 755 "$root/opt/kardo/moxel/bin/scsend.sh"
-  chroot "$root" /opt/kardo/moxel/bin/scsend >"$scratch/output" || fail "the installed command fails"
-  printf '構成情報送信が完了しました\n\nsent by -v' | iconv -f UTF-8 -t EUC-JP |
-    cmp - "$scratch/output" || fail "the installed command prints something else"
-  grep -q 'com=/opt/kardo/moxel/bin/scsend.sh -v' "$log/moxel.log" || fail "nothing is in the log"
+  status=0
+  chroot "$root" /opt/kardo/moxel/bin/scsend >"$scratch/output" || status=$?
+  equal 0 $status "status of the installed command"
+  printf '構成情報送信が完了しました\n\nsent by -v' | iconv -f UTF-8 -t EUC-JP >"$scratch/expected"
+  same "$scratch/expected" "$scratch/output" "the installed command prints something else"
+  present 'com=/opt/kardo/moxel/bin/scsend.sh -v' "$log/moxel.log" "the log of the installed command"
   status=0
   VEKCOM_STATUS=0 chroot "$root" /opt/kardo/moxel/bin/scsend >"$scratch/output" || status=$?
-  [ $status = 255 ] || fail "when stopped the installed command gives $status"
-  echo '現在運用中でないため実行できません' | iconv -f UTF-8 -t EUC-JP | cmp - "$scratch/output" ||
-    fail "when stopped the installed command prints something else"
+  equal 255 $status "status of the installed command when stopped"
+  echo '現在運用中でないため実行できません' | iconv -f UTF-8 -t EUC-JP >"$scratch/expected"
+  same "$scratch/expected" "$scratch/output" "when stopped the installed command prints something else"
   rm "$root/opt/kardo/moxel/bin/scsend.sh"
 
   # An upgrade keeps what the administrator wrote, whether or not the shipped file changed.
@@ -98,8 +92,8 @@ END
   cp "$conf" "$scratch/written"
   dpkg_here -i "$packages/moxel_2.0.1_amd64.deb"
   same "$scratch/written" "$conf" "an upgrade changes the configuration"
-  [ "$(dpkg-query --admindir="$root/var/lib/dpkg" -W -f '${Version}' moxel)" = 2.0.1 ] ||
-    fail "no upgrade"
+  equal 2.0.1 "$(dpkg-query --admindir="$root/var/lib/dpkg" -W -f '${Version}' moxel)" \
+    "the version after an upgrade"
   dpkg-deb -R "$packages/moxel_2.0.1_amd64.deb" "$scratch/next"
   echo '# A new remark.' >>"$scratch/next/opt/kardo/moxel/etc/moxel.conf"
   sed -i 's/^Version: .*/Version: 2.0.2/' "$scratch/next/DEBIAN/control"
@@ -110,8 +104,8 @@ END
   # Removal keeps configuration and log; the purge leaves nothing.
   dpkg_here -r moxel
   same "$scratch/written" "$conf" "removal takes the configuration"
-  [ -s "$log/moxel.log" ] || fail "removal takes the log"
-  [ ! -e "$root/opt/kardo/moxel/bin" ] || fail "removal leaves the command"
+  exists "$log/moxel.log" "after a removal"
+  missing "$root/opt/kardo/moxel/bin" "after a removal"
   dpkg_here -P moxel
   listing >"$scratch/after"
   same "$scratch/before" "$scratch/after" "the purge leaves something"
@@ -119,7 +113,7 @@ END
   # The same without a line in the log, and with a new start after a removal.
   dpkg_here -i "$packages/moxel_2.0.0_amd64.deb"
   dpkg_here -r moxel
-  [ -d "$log" ] || fail "removal takes the empty log directory"
+  exists "$log" "after a removal without a log"
   dpkg_here -i "$packages/moxel_2.0.0_amd64.deb"
   dpkg_here -P moxel
   listing >"$scratch/after"
@@ -135,8 +129,10 @@ END
 }
 
 rpm_here() {
-  rpm --root "$root" --dbpath /var/lib/rpm --force-debian --nodeps "$@" >"$scratch/rpm.output" 2>&1 ||
-    { cat "$scratch/rpm.output" >&2; fail "rpm $*"; }
+  # Older versions refuse to install on Debian unless forced; newer ones have no such option.
+  force=""
+  if rpm --help | grep -q -e --force-debian; then force=--force-debian; fi
+  quietly rpm --root "$root" --dbpath /var/lib/rpm $force --nodeps "$@"
 }
 
 rpm_life() {
@@ -144,18 +140,17 @@ rpm_life() {
   listing >"$scratch/before"
   conf=$root/opt/kardo/moxel/etc/moxel.conf
   rpm_here -i "$packages/moxel-2.0.0-1.x86_64.rpm"
-  [ "$(stat -c '%F %a %u' "$root/var/log/kardo/moxel/log")" = "directory 755 0" ] ||
-    fail "the log directory of the RPM is another"
+  log=$root/var/log/kardo/moxel/log
+  equal "directory 755 0" "$(stat -c '%F %a %u' "$log")" "the log directory of the RPM"
   echo 'BigLimit=1mb' >>"$conf"
   cp "$conf" "$scratch/written"
   rpm_here -U "$packages/next.rpm"
-  [ -e "$conf.rpmnew" ] || fail "the RPM of the next version brings the same configuration"
+  exists "$conf.rpmnew" "the configuration that the RPM of the next version brings"
   same "$scratch/written" "$conf" "an upgrade of the RPM changes the configuration"
   rpm_here -e moxel
-  [ -d "$root/var/log/kardo/moxel/log" ] || fail "erasing takes the log directory"
+  exists "$log" "after erasing"
   same "$scratch/written" "$conf.rpmsave" "erasing takes the configuration"
-  [ "$(stat -c '%F %a %u' "$root/var/log/kardo/moxel/log")" = "directory 755 0" ] ||
-    fail "erasing changes the log directory"
+  equal "directory 755 0" "$(stat -c '%F %a %u' "$log")" "the log directory after erasing"
   rm "$conf.rpmsave" "$conf.rpmnew"
   # Directories that other packages own stay in a root without these.
   listing | grep -v '^d' >"$scratch/after"
@@ -186,10 +181,10 @@ packages=$scratch/packages
 
 # make_packages DIRECTORY: a clone there, its packages in DIRECTORY.packages.
 make_packages() {
-  git clone -q "$source" "$1"
-  cmake -S "$1" -B "$1/made" -G Ninja -DBUILD_TESTING=OFF >/dev/null
-  cmake --build "$1/made" >/dev/null
-  (cd "$1/made" && umask 022 && cpack -B "$1.packages" >/dev/null 2>&1)
+  quietly git clone -q "$source" "$1"
+  quietly cmake -S "$1" -B "$1/made" -G Ninja -DBUILD_TESTING=OFF
+  quietly cmake --build "$1/made"
+  (cd "$1/made" && umask 022 && quietly cpack -B "$1.packages")
 }
 unset SOURCE_DATE_EPOCH
 mkdir "$scratch/elsewhere"
@@ -201,23 +196,24 @@ for name in $names; do
   cmp "$scratch/one.packages/$name" "$scratch/elsewhere/another.packages/$name" ||
     fail "$name depends on where it was built"
 done
-[ "$(rpm -qp --qf '%{BUILDTIME}' "$scratch/one.packages/moxel-2.0.0-1.x86_64.rpm")" = \
-  "$(git -C "$source" log -1 --format=%ct)" ] || fail "the packages' time is not the commit's"
+equal "$(git -C "$source" log -1 --format=%ct)" \
+  "$(rpm -qp --qf '%{BUILDTIME}' "$scratch/one.packages/moxel-2.0.0-1.x86_64.rpm")" \
+  "the packages' time, which is the commit's"
 
 # ---- What is in them ---------------------------------------------------------------------------
 
 # From here on the packages of the build itself, as version 2.0.0 and as the next one.
-(cd "$build" && cpack -B "$packages" && cpack -G DEB -R 2.0.1 -B "$packages") >/dev/null 2>&1
+(cd "$build" && quietly cpack -B "$packages" && quietly cpack -G DEB -R 2.0.1 -B "$packages")
 # The next RPM ships another configuration.
 echo '# A new remark.' >>"$scratch/one/etc/moxel.conf"
-(cd "$scratch/one/made" && cpack -G RPM -R 2.0.1 -B "$scratch/next-version") >/dev/null 2>&1
+(cd "$scratch/one/made" && quietly cpack -G RPM -R 2.0.1 -B "$scratch/next-version")
 mv "$scratch/next-version/moxel-2.0.1-1.x86_64.rpm" "$packages/next.rpm"
 cd "$packages"
 for package in moxel moxel-dev; do
   deb=${package}_2.0.0_amd64.deb
   rpm=$package-2.0.0-1.x86_64.rpm
   # Shipped files and their modes, as cmake --install gives them.
-  cmake --install "$build" --component $package --prefix "$scratch/staged" >/dev/null
+  quietly cmake --install "$build" --component $package --prefix "$scratch/staged"
   (cd "$scratch/staged" && find . ! -type d -printf '%m root /%P\n') |
     grep -v ' root /usr/share/lintian/' | sort >"$scratch/expected"
   dpkg-deb --fsys-tarfile $deb | tar -tv | awk '$1 !~ /^d/ { print $1, $2, $6 }' |
@@ -228,37 +224,36 @@ for package in moxel moxel-dev; do
     sed 's/^100//' | sort >"$scratch/files"
   same "$scratch/expected" "$scratch/files" "$rpm holds other files"
   rm -rf "$scratch/staged"
-  for name in $deb $rpm; do
-    case $name in
-      *.deb) dpkg-deb -f "$name" Description ;;
-      *.rpm) rpm -qp --qf '%{DESCRIPTION}' "$name" ;;
-    esac | grep -q 'libvekcom\.so\.2\.0' || fail "$name does not name the agent's library"
-  done
-  rpm -qp --qf '[%{FILEMODES:octal} %{FILEUSERNAME} %{FILENAMES}\n]' $rpm | grep '^4' |
-    grep -v '^40755 root ' && fail "$rpm has directories that are not open to all"
-  if grep -q 'vekcom.*so' "$scratch/files"; then fail "the substitute is in $package"; fi
+  absent 'vekcom.*so' "$scratch/files" "the substitute in $package"
+  dpkg-deb -f $deb Description >"$scratch/description"
+  present 'libvekcom\.so\.2\.0' "$scratch/description" "the description of $deb"
+  rpm -qp --qf '%{DESCRIPTION}' $rpm >"$scratch/description"
+  present 'libvekcom\.so\.2\.0' "$scratch/description" "the description of $rpm"
+  rpm -qp --qf '[%{FILEMODES:octal} %{FILEUSERNAME} %{FILENAMES}\n]' $rpm | sed -n '/^4/{/^40755 root /!p}' \
+    >"$scratch/closed"
+  empty "$scratch/closed" "directories of $rpm that are not open to all"
 done
 rpm=moxel-2.0.0-1.x86_64.rpm
-if rpm -qp --requires $rpm | grep vekcom; then fail "the RPM needs the agent's library"; fi
-if dpkg-deb -f moxel_2.0.0_amd64.deb Depends | grep vekcom; then fail "so does the DEB"; fi
-dpkg-deb -f moxel_2.0.0_amd64.deb Depends | grep -q 'libc6 (>= ' || fail "no dependency on libc6"
-[ "$(dpkg-deb -I moxel_2.0.0_amd64.deb conffiles)" = /opt/kardo/moxel/etc/moxel.conf ] ||
-  fail "the DEB's configuration files are others"
+rpm -qp --requires $rpm >"$scratch/needed"
+absent vekcom "$scratch/needed" "what the RPM needs"
+dpkg-deb -f moxel_2.0.0_amd64.deb Depends >"$scratch/needed"
+absent vekcom "$scratch/needed" "what the DEB needs"
+present 'libc6 \(>= ' "$scratch/needed" "what the DEB needs"
+equal /opt/kardo/moxel/etc/moxel.conf "$(dpkg-deb -I moxel_2.0.0_amd64.deb conffiles)" \
+  "the DEB's configuration files"
 # Bit 0: a configuration file; bit 4: an upgrade keeps a changed one.
 rpm -qp --qf '[%{FILEFLAGS} %{FILENAMES}\n]' $rpm | grep ' /opt/' >"$scratch/flags"
-grep -qx '17 /opt/kardo/moxel/etc/moxel.conf' "$scratch/flags" || fail "no %config(noreplace)"
-[ "$(grep -vc '^0 ' "$scratch/flags")" = 1 ] || fail "more than one configuration file"
-[ "$(rpm -qp --qf '[%{FILEMODES:octal} %{FILENAMES}\n]' $rpm | grep ' /var/')" = \
-  "40755 /var/log/kardo
+equal '17 /opt/kardo/moxel/etc/moxel.conf' "$(grep -v '^0 ' "$scratch/flags")" \
+  "%config(noreplace) of the RPM"
+equal "40755 /var/log/kardo
 40755 /var/log/kardo/moxel
-40755 /var/log/kardo/moxel/log" ] || fail "the RPM's log directory is another"
-rpm -qp --scripts $rpm >"$scratch/scripts"
-[ "$(grep -c scriptlet "$scratch/scripts")" = 1 ] || fail "the RPM has other scripts"
-grep -q '^postuninstall' "$scratch/scripts" || fail "the RPM has other scripts"
-[ -z "$(rpm -qp --scripts moxel-dev-2.0.0-1.x86_64.rpm)" ] || fail "the RPM moxel-dev has scripts"
+40755 /var/log/kardo/moxel/log" \
+  "$(rpm -qp --qf '[%{FILEMODES:octal} %{FILENAMES}\n]' $rpm | grep ' /var/')" \
+  "the RPM's log directory"
+equal postuninstall "$(rpm -qp --scripts $rpm | sed -n 's/ scriptlet.*//p')" "the RPM's scripts"
+equal "" "$(rpm -qp --scripts moxel-dev-2.0.0-1.x86_64.rpm)" "the scripts of the RPM moxel-dev"
 
-lintian --fail-on error,warning ./*_2.0.0_*.deb >"$scratch/lintian" 2>&1 ||
-  { cat "$scratch/lintian" >&2; fail "lintian"; }
+quietly lintian --fail-on error,warning ./*_2.0.0_*.deb
 
 # ---- Their life, and tools built with them -----------------------------------------------------
 
@@ -278,9 +273,9 @@ foreach(example confcheck explain)
   target_link_libraries(${example} PRIVATE moxel::moxel)
 endforeach()
 END
-cmake -S "$scratch/examples" -B "$scratch/by-cmake" -DCMAKE_CXX_COMPILER=clang++ -DCMAKE_PREFIX_PATH="$scratch/system/usr" \
-  >/dev/null || fail "find_package does not find moxel"
-cmake --build "$scratch/by-cmake" >/dev/null || fail "the examples do not build by CMake"
+quietly cmake -S "$scratch/examples" -B "$scratch/by-cmake" -DCMAKE_CXX_COMPILER=clang++ \
+  -DCMAKE_PREFIX_PATH="$scratch/system/usr"
+quietly cmake --build "$scratch/by-cmake"
 
 mkdir "$scratch/by-pkg-config"
 PKG_CONFIG_LIBDIR=$scratch/system/usr/share/pkgconfig
@@ -288,9 +283,8 @@ PKG_CONFIG_SYSROOT_DIR=$scratch/system
 export PKG_CONFIG_LIBDIR PKG_CONFIG_SYSROOT_DIR
 for example in confcheck explain; do
   # shellcheck disable=SC2046 # lists of options
-  c++ -std=c++17 $(pkg-config --cflags moxel) "$scratch/examples/$example.cpp" \
-    $(pkg-config --libs moxel) -o "$scratch/by-pkg-config/$example" ||
-    fail "$example does not build by pkg-config"
+  quietly c++ -std=c++17 $(pkg-config --cflags moxel) "$scratch/examples/$example.cpp" \
+    $(pkg-config --libs moxel) -o "$scratch/by-pkg-config/$example"
 done
 
 # A directory that is not there: no log, and no semaphore for it that would stay.
@@ -298,9 +292,10 @@ MOXEL_LOG=$scratch/none/moxel.log
 export MOXEL_LOG
 "$build/confcheck" "$source/etc/moxel.conf" >"$scratch/default"
 for kind in by-cmake by-pkg-config; do
-  "$scratch/$kind/explain" HTTP -14 5 >"$scratch/explained" || fail "explain fails ($kind)"
-  "$build/explain" HTTP -14 5 | cmp -s - "$scratch/explained" || fail "explain differs ($kind)"
-  "$scratch/$kind/confcheck" "$source/etc/moxel.conf" | cmp -s - "$scratch/default" ||
-    fail "confcheck differs ($kind)"
+  "$build/explain" HTTP -14 5 >"$scratch/expected"
+  "$scratch/$kind/explain" HTTP -14 5 >"$scratch/output" || fail "explain fails ($kind)"
+  same "$scratch/expected" "$scratch/output" "explain differs ($kind)"
+  "$scratch/$kind/confcheck" "$source/etc/moxel.conf" >"$scratch/output" || fail "confcheck fails ($kind)"
+  same "$scratch/default" "$scratch/output" "confcheck differs ($kind)"
 done
 echo "the packages live as they should"
