@@ -80,7 +80,7 @@ fi
 
 # ---- Set-up ------------------------------------------------------------------------------------
 
-sh scripts/packages.sh cmake g++ ninja-build gettext libc-bin util-linux
+sh scripts/packages.sh cmake g++ ninja-build gettext libc-bin mount util-linux
 
 build=$top/build/run
 cmake -S . -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Release -DBUILD_TESTING=OFF >/dev/null

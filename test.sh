@@ -28,7 +28,7 @@ step() {
 
 step "packages"
 sh scripts/packages.sh git make cmake ninja-build g++ clang libgtest-dev libgmock-dev gettext libc-bin \
-  util-linux locales psmisc perl pkgconf shellcheck clang-format clang-tidy \
+  util-linux mount locales psmisc perl pkgconf shellcheck \
   binutils dpkg-dev file rpm lintian mandoc man-db groff doxygen
 
 for preset in release release-clang sanitize; do

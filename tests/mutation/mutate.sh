@@ -71,7 +71,7 @@ if [ "$count" = --again ]; then
   seed=$(realpath "$2")
 fi
 cd "$(dirname "$0")/../.."
-sh scripts/packages.sh git cmake ninja-build g++ gettext libc-bin libgtest-dev python3 util-linux \
+sh scripts/packages.sh git cmake ninja-build g++ gettext libc-bin libgtest-dev python3 util-linux mount \
   psmisc locales
 namespaces="--mount --ipc"
 [ "$(id -u)" = 0 ] || namespaces="--user --map-root-user $namespaces"
