@@ -88,7 +88,7 @@ equal "moxel ($version)" "$(head -n 1 "$source/packaging/changelog" | grep -o '^
 # ---- API reference -----------------------------------------------------------------------------
 
 reference() {
-  sed "s,^INPUT .*,INPUT = $1,; s,^OUTPUT_DIRECTORY.*,OUTPUT_DIRECTORY = $scratch/api," \
+  sed "s,^INPUT .*,INPUT = \"$1\",; s,^OUTPUT_DIRECTORY.*,OUTPUT_DIRECTORY = $scratch/api," \
     "$build/Doxyfile" >"$scratch/Doxyfile"
   doxygen "$scratch/Doxyfile" >"$scratch/warnings" 2>&1
 }

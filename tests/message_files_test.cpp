@@ -35,7 +35,7 @@ std::string conversions(const std::string& text) {
 std::map<std::string, std::string> catalogue() {
   Scratch scratch;
   const std::string text = scratch.file("text");
-  EXPECT_EQ(system(("msgunfmt --no-wrap " MOXEL_BUILD_DIR "/locale/ja/LC_MESSAGES/moxel.mo >" +
+  EXPECT_EQ(system(("msgunfmt --no-wrap '" MOXEL_BUILD_DIR "/locale/ja/LC_MESSAGES/moxel.mo' >" +
                     text + " 2>/dev/null")
                        .c_str()),
             0);

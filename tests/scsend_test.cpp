@@ -578,7 +578,7 @@ TEST(CommandFile, TheSubstituteHasTheAgentsName) {
 std::string readelf(const std::string& options) {
   Scratch scratch;
   const std::string output = scratch.file("output");
-  EXPECT_EQ(system(("readelf -W " + options + " " MOXEL_BUILD_DIR "/scsend >" + output).c_str()),
+  EXPECT_EQ(system(("readelf -W " + options + " '" MOXEL_BUILD_DIR "/scsend' >" + output).c_str()),
             0);
   return readFile(output);
 }
