@@ -4,7 +4,7 @@
 # prints last. With --profile it shows where the time of a single measurement goes.
 set -eu
 
-usage="usage: bench.sh [REPETITIONS]     10 when not given, which takes about ten minutes
+usage="usage: bench.sh [REPETITIONS]     2 or more; 10 when not given, which takes about ten minutes
        bench.sh --profile ROW/WHO/SIZE TIMES
        bench.sh --profile memory"
 case ${1:-} in
@@ -19,7 +19,7 @@ case ${1:-} in
       exit 2
     fi
     ;;
-  *[!0-9]*)
+  *[!0-9]* | 0 | 1) # a median is of more than one
     echo "$usage" >&2
     exit 2
     ;;
