@@ -2,7 +2,6 @@
 
 #include <fcntl.h>
 #include <sys/ipc.h>
-#include <sys/resource.h>
 #include <sys/sem.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -59,9 +58,6 @@ void writeLine(const std::string& line) {
   const time_t now = time(nullptr);
   keep(localtime(&now));
   keep(getpid());
-  keep(lseek(file, 0, SEEK_END));
-  rlimit limit = {};
-  getrlimit(RLIMIT_FSIZE, &limit);
   keep(write(file, line.data(), line.size()));
   close(file);
 }

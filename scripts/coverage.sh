@@ -38,7 +38,7 @@ export GCOV_PREFIX
 )
 # The sweep reaches what only a failing call does. In an instrumented program some of its faults hit the
 # measurement instead, so that its findings do not count here.
-"$build/fault_sweep" "CLog, a line" "CLog, a line behind a torn one" "CLog, rotation" slog CMutex \
+"$build/fault_sweep" "CLog, a line" "CLog, a line on a full disk" "CLog, rotation" slog CMutex \
   "error record" ResourceBridgeImpFile ResourceBridgeImpGettext "CDspMsg, display" getTotalFileSize \
   getHostname >"$build/sweep" 2>&1 || true
 tail -n 1 "$build/sweep" | grep -q '^11 scenarios' || {

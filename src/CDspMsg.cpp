@@ -9,7 +9,7 @@
 #include "ResourceBridge.h"
 #include "ResourceBridgeImpGettext.h"
 
-// Built before the objects of other files, whose constructors may show messages.
+// Lives longer than a tool's own static objects, which may show messages when they are destroyed.
 CDspMsg gMsg __attribute__((init_priority(101)));
 
 namespace {

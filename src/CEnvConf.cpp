@@ -14,7 +14,7 @@
 #include "File.h"
 #include "common.h"
 
-// Built before the objects of other files, whose constructors may log.
+// Lives longer than a tool's own static objects, which may ask for settings or call `slog`.
 CEnvConf gEnv __attribute__((init_priority(101)));
 
 namespace {

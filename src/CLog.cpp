@@ -6,7 +6,6 @@
 #include <syslog.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cctype>
 #include <cerrno>
 #include <cstdarg>
@@ -23,7 +22,7 @@
 #include "Descriptor.h"
 #include "common.h"
 
-// Built before the objects of other files, whose constructors may log.
+// Lives longer than a tool's own static objects, whose constructors and destructors may log.
 CLog gLog __attribute__((init_priority(101)));
 
 namespace {
@@ -32,9 +31,6 @@ constexpr char kDefaultPath[] = "/var/log/kardo/moxel/log/moxel.log";
 constexpr char kDefaultDirectory[] = "/var/log/kardo/moxel/log";
 constexpr off_t kRotateAboveBytes = 512000;
 constexpr mode_t kFileMode = 0666;
-constexpr int kLockAttempts = 10;
-constexpr size_t kLongestTornLine = 64 << 10;
-constexpr useconds_t kTornAfterMicroseconds = 10000;
 
 constexpr size_t kSystemLineBytes = 2048;
 constexpr size_t kSystemTextBytes = 1024;
@@ -61,13 +57,13 @@ constexpr Name kPriorities[] = {
 constexpr int kDefaultPriority = 6;
 
 template <size_t count>
-int numberOf(const std::string& value, const Name (&names)[count], int defaultNumber) {
-  if (value.empty()) return defaultNumber;
+int valueOf(const std::string& value, const Name (&names)[count], int defaultValue) {
+  if (value.empty()) return defaultValue;
   if (isNumeric(value)) return static_cast<int>(std::strtol(value.c_str(), nullptr, 10));
   for (const Name& entry : names) {
     if (value == entry.name) return entry.value;
   }
-  return defaultNumber;
+  return defaultValue;
 }
 
 tm now() {
@@ -76,36 +72,13 @@ tm now() {
   return local == nullptr ? tm{} : *local;
 }
 
-// Takes the lock; a set that is removed between two steps, or under the wait, is made anew.
-bool lockAnyway(CMutex& mutex) {
-  for (int attempt = 0; attempt < kLockAttempts; ++attempt) {
-    if (mutex.init(0)) {
-      if (mutex.lock(true)) return true;
-      if (errno != EINTR && errno != EIDRM && errno != EINVAL) return false;
-    } else {
-      const int error = errno;
-      // Only a set that was just made, whose value could not be set, is still attached.
-      mutex.remove(false, 0);
-      if (mutex.key() == 0 || (error != ENOENT && error != EIDRM && error != EINVAL)) return false;
-    }
-  }
-  return false;
-}
-
-// Gives the lock back; failing that, removes the set, so that nobody waits for it.
-void releaseAnyway(CMutex& mutex) {
-  for (int attempt = 0; attempt < kLockAttempts; ++attempt) {
-    if (mutex.release()) return;
-  }
-  mutex.remove(false, 0);
-}
-
+// The log's lock, taken once and given back once. The set itself is never removed.
 class Lock {
  public:
   explicit Lock(const std::string& resource)
-      : m_mutex(resource.c_str(), 1, false), m_taken(lockAnyway(m_mutex)) {}
+      : m_mutex(resource.c_str(), 1, false), m_taken(m_mutex.init(0) && m_mutex.lock(true)) {}
   ~Lock() {
-    if (m_taken) releaseAnyway(m_mutex);
+    if (m_taken) m_mutex.release();
   }
   Lock(const Lock&) = delete;
   Lock& operator=(const Lock&) = delete;
@@ -117,87 +90,34 @@ class Lock {
   bool m_taken;
 };
 
-bool isSameFile(const struct stat& a, const struct stat& b) {
-  return a.st_dev == b.st_dev && a.st_ino == b.st_ino;
-}
-
-// Where the log file ended after this process's last line; while it still ends there, nobody else
-// has written.
-off_t lastEnd = -1;
-
-// Whether `text` is a line as `writeLine` begins it, or the first bytes of one.
-bool beginsLikeLine(const char* text, size_t length) {
-  constexpr char kStamp[] = "0000/00/00 00:00:00 ";
-  for (size_t i = 0; i < length && kStamp[i] != '\0'; ++i) {
-    const bool digit = isdigit(static_cast<unsigned char>(text[i])) != 0;
-    if (kStamp[i] == '0' ? !digit : text[i] != kStamp[i]) return false;
-  }
-  return true;
-}
-
-// Cuts off the piece of a line that a writer left who was killed inside of its write, and gives the
-// new end. Whatever else the file ends with stays.
-off_t removeTornLine(const char* path, int log, off_t end) {
-  const Descriptor file(open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC));
-  struct stat status = {};
-  struct stat other = {};
-  if (fstat(log, &status) != 0 || !S_ISREG(status.st_mode)) return end;
-  if (fstat(file.number(), &other) != 0 || !isSameFile(status, other)) return end;
-  char last = '\n';
-  if (pread(file.number(), &last, 1, end - 1) != 1 || last == '\n') return end;
-
-  const size_t length = std::min(kLongestTornLine, static_cast<size_t>(end));
-  const off_t begin = end - static_cast<off_t>(length);
-  std::string tail(length, '\0');
-  if (pread(file.number(), tail.data(), length, begin) != static_cast<ssize_t>(length)) return end;
-  const size_t lineFeed = tail.rfind('\n');
-  if (lineFeed == std::string::npos && begin != 0) return end;
-  const size_t torn = lineFeed == std::string::npos ? 0 : lineFeed + 1;
-  if (!beginsLikeLine(tail.data() + torn, length - torn)) return end;
-
-  // Where the semaphore was removed under its holder, that one may still be writing.
-  usleep(kTornAfterMicroseconds);
-  if (lseek(log, 0, SEEK_END) != end) return end;
-  const off_t whole = begin + static_cast<off_t>(torn);
-  return ftruncate(log, whole) == 0 ? whole : end;
-}
-
-// True when the process may make the file that long. A write beyond the limit would kill it.
-bool isWithinLimit(off_t bytes) {
+// Whether the process may make the file longer by `bytes`. A write beyond its limit would kill it.
+bool hasRoom(int file, size_t bytes) {
   rlimit limit = {};
   if (getrlimit(RLIMIT_FSIZE, &limit) != 0 || limit.rlim_cur == RLIM_INFINITY) return true;
-  return static_cast<rlim_t>(bytes) <= limit.rlim_cur;
+  const off_t end = lseek(file, 0, SEEK_END);
+  return end == -1 || static_cast<rlim_t>(end) + bytes <= limit.rlim_cur;
 }
 
-// How many bytes could be written.
-size_t writeAll(int descriptor, const std::string& bytes) {
-  size_t written = 0;
-  while (written < bytes.size()) {
-    const ssize_t result = write(descriptor, bytes.data() + written, bytes.size() - written);
-    if (result > 0) {
-      written += static_cast<size_t>(result);
-    } else if (result == 0 || errno != EINTR) {
-      break;
-    }
+// Appends the line in one write. Of a line for which the disk has no room, what was written goes
+// again, unless somebody has written behind it.
+void appendLine(int file, const std::string& line) {
+  if (!hasRoom(file, line.size())) return;
+  ssize_t count = write(file, line.data(), line.size());
+  auto written = static_cast<size_t>(count);
+  if (count <= 0 || written == line.size()) return;
+
+  const off_t begin = lseek(file, 0, SEEK_CUR) - count;
+  while (written < line.size() &&
+         (count = write(file, line.data() + written, line.size() - written)) > 0) {
+    written += static_cast<size_t>(count);
   }
-  return written;
+  const off_t end = begin + static_cast<off_t>(written);
+  if (written < line.size() && lseek(file, 0, SEEK_END) == end)
+    std::ignore = ftruncate(file, begin);
 }
 
-// Appends the line whole or not at all; a log that is no file just gets it.
-void appendLine(const char* path, int log, const std::string& line) {
-  const off_t found = lseek(log, 0, SEEK_END);
-  if (found == -1) {
-    writeAll(log, line);
-    return;
-  }
-  const off_t begin = found == lastEnd || found == 0 ? found : removeTornLine(path, log, found);
-  lastEnd = begin;
-  if (!isWithinLimit(begin + static_cast<off_t>(line.size()))) return;
-
-  const size_t written = writeAll(log, line);
-  lastEnd += static_cast<off_t>(written);
-  if (written == line.size() || lseek(log, 0, SEEK_END) != lastEnd) return;
-  if (ftruncate(log, begin) == 0) lastEnd = begin;
+bool isSameFile(const struct stat& a, const struct stat& b) {
+  return a.st_dev == b.st_dev && a.st_ino == b.st_ino;
 }
 
 // Renames a file that has grown too large, in the same directory. Failures are ignored.
@@ -262,8 +182,7 @@ void CLog::tlog(const char* fmt, ...) {
   va_end(args);
 }
 
-// Out of line, so that a trace that is off saves no registers for it.
-__attribute__((noinline)) void CLog::log(const char* fmt, va_list args) {
+void CLog::log(const char* fmt, va_list args) {
   const KeepErrno keepErrno;
   try {
     writeLine(vformat(fmt, args));
@@ -283,7 +202,7 @@ void CLog::writeLine(const std::string& text) {
                             t.tm_mday, t.tm_hour, t.tm_min, t.tm_sec, static_cast<int>(getpid()));
   line += text;
   line += '\n';
-  appendLine(m_path.c_str(), file.number(), line);
+  appendLine(file.number(), line);
 }
 
 void CLog::slog(const char* fmt, ...) {
@@ -329,6 +248,6 @@ std::string CLog::getLockResource() {
   return directory;
 }
 
-int CLog::getFacility(std::string value) { return numberOf(value, kFacilities, kDefaultFacility); }
+int CLog::getFacility(std::string value) { return valueOf(value, kFacilities, kDefaultFacility); }
 
-int CLog::getPriority(std::string value) { return numberOf(value, kPriorities, kDefaultPriority); }
+int CLog::getPriority(std::string value) { return valueOf(value, kPriorities, kDefaultPriority); }

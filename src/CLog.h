@@ -8,7 +8,8 @@
 ///
 /// Each line of the file takes the semaphore of the log's directory, so writers in different
 /// processes never mix. Nothing stays open between lines. The log never fails towards its caller
-/// and never throws: a line that cannot be written is lost. `errno` is kept.
+/// and never throws: a line that cannot be written is lost, silently. `errno` is kept. Command
+/// lines go into the log, whose file others may read: passwords do not belong into them.
 class CLog {
  public:
   /// Takes the log file from "MOXEL_LOG" if that is set, even to the empty text, else
@@ -33,16 +34,17 @@ class CLog {
   void tlog(const char* fmt, ...) __attribute__((format(printf, 2, 3)));
 
   /// Appends one line: local time as "YYYY/MM/DD hh:mm:ss", process ID in five columns, the
-  /// formatted text, a line feed. The line is lost when the lock cannot be made or taken, or when
-  /// the file cannot be opened, or the line not be written whole: a full disk and the process's
-  /// limit of file sizes leave nothing of it. A wait for the lock that a signal or the removal of
-  /// the semaphore ends is taken up again; ten waits are the most. A lock that cannot be given back
-  /// in ten attempts is removed.
+  /// formatted text, a line feed. The line is lost when the lock cannot be made or taken, when the
+  /// file cannot be opened, or when the process's limit of file sizes leaves no room for all of it.
+  /// A signal that the process handles ends the wait for the lock, as does the removal of the
+  /// semaphore set; that line is lost, the next call goes on.
   ///
-  /// A piece of a line, of 64 KB at most, that a killed writer left behind the last line feed of
-  /// the file is cut off first, if it begins as a line does. A process killed between making the
-  /// semaphore and setting its value leaves it taken: every writer then waits until the set is
-  /// removed ("ipcrm").
+  /// Nothing that stands in the file is changed: a line follows directly behind a piece without
+  /// line end, such as a writer that is killed inside of its write leaves. Only its own bytes are
+  /// taken back when the disk is full in the middle of a line, unless another writer has followed.
+  ///
+  /// A process killed between making the set and setting its value leaves it taken: every writer
+  /// then waits until the set is removed ("ipcrm") or a signal ends the wait.
   void log(const char* fmt, va_list args);
 
   /// Sends one line to the system logger under the configured "SysLogFacility" and

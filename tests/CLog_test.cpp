@@ -10,6 +10,8 @@
 #include <sys/sem.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
+#include <sys/time.h>
 #include <sys/un.h>
 #include <syslog.h>
 #include <unistd.h>
@@ -217,7 +219,8 @@ TEST_F(Log, AWriterWaitsForTheLock) {
   EXPECT_EQ(logged(), Lines{"waited"});
 }
 
-// A child that logs a line, with the end of a pipe that tells of each signal that it has handled.
+// A child that logs two lines, with the end of a pipe that tells of each signal that it has
+// handled.
 class InterruptedWriter {
  public:
   InterruptedWriter() {
@@ -226,7 +229,8 @@ class InterruptedWriter {
       struct sigaction action = {};
       action.sa_handler = [](int) { static_cast<void>(write(s_ends[1], "x", 1) == 1); };
       sigaction(SIGUSR1, &action, nullptr);
-      gLog.ilog("waited");
+      gLog.ilog("first");
+      gLog.ilog("second");
       return 0;
     });
     close(s_ends[1]);
@@ -248,25 +252,30 @@ class InterruptedWriter {
   pid_t m_child;
 };
 
-TEST_F(Log, AWaitThatASignalEndsIsTakenUpAgain) {
+TEST_F(Log, AWaitThatASignalEndsLosesItsLineOnly) {
   CMutex mutex(scratch.path().c_str(), 1, false);
   ASSERT_TRUE(mutex.init(0) && mutex.lock(true));
   InterruptedWriter writer;
   writer.interrupt(scratch.path());
   EXPECT_TRUE(eventually([&] { return waitersFor(scratch.path()) == 1; }));
-  mutex.release();
+  EXPECT_TRUE(mutex.release());
   EXPECT_EQ(writer.wait(), 0);
-  EXPECT_EQ(logged(), Lines{"waited"});
+  EXPECT_EQ(logged(), Lines{"second"});
 }
 
-TEST_F(Log, AWaitIsTakenUpTenTimesAtMost) {
-  CMutex mutex(scratch.path().c_str(), 1, false);
-  ASSERT_TRUE(mutex.init(0) && mutex.lock(true));
-  InterruptedWriter writer;
-  for (int i = 0; i < 10; ++i) writer.interrupt(scratch.path());
-  EXPECT_EQ(writer.wait(), 0);
+TEST_F(Log, AnAlarmFreesAToolFromASetThatNobodyGivesBack) {
+  // As a process leaves it that is killed between making the set and setting its value.
+  CMutex mutex(scratch.path().c_str(), 0, false);
+  ASSERT_TRUE(mutex.init(0));
+  expectInChild([] {
+    struct sigaction action = {};
+    action.sa_handler = [](int) {};
+    sigaction(SIGALRM, &action, nullptr);
+    const itimerval again = {{0, 1000}, {0, 1000}};
+    EXPECT_EQ(setitimer(ITIMER_REAL, &again, nullptr), 0);
+    gLog.ilog("lost");
+  });
   EXPECT_FALSE(exists(logPath()));
-  mutex.release();
 }
 
 TEST_F(Log, LinesOfOtherUsersThanTheLocksAreLost) {
@@ -317,52 +326,76 @@ TEST_F(Log, ALineThatIsWrittenInPartsIsWhole) {
 
 // ---- Lines that cannot be written whole --------------------------------------------------------
 
-TEST_F(Log, APieceOfALineThatAKilledWriterLeftIsCutOff) {
-  const std::string whole = "2026/11/21 10:00:00   123 whole\n";
-  const std::string torn = "2026/11/21 10:00:01   123 torn " + std::string(5000, 'x');
-  for (size_t length = 1; length <= torn.size(); length = length < 40 ? length + 1 : length * 3) {
-    for (const std::string& before : {whole, std::string()}) {
-      writeFile(logPath(), before + torn.substr(0, length));
-      gLog.ilog("next");
-      const std::string log = readFile(logPath());
-      EXPECT_EQ(log.substr(0, before.size()), before);
-      const auto lines = parseLog(log.substr(before.size()));
-      ASSERT_EQ(lines.size(), 1U) << length;
-      EXPECT_EQ(lines[0].text, "next");
-    }
-  }
-}
-
-TEST_F(Log, WhatElseTheFileEndsWithStays) {
-  const std::string longest(64 << 10, 'x');
-  const std::string stamp = "2026/11/21 10:00:00 ";
+TEST_F(Log, WhateverStandsInTheFileStays) {
+  const std::string stamp = "2026/11/21 10:00:00   123 ";
   for (const std::string& before :
-       {std::string("a remark"), std::string("2026-11-21 10:00:00 other"),
-        std::string("2026/11/21 10:00:00x"), stamp + longest, std::string("\n"),
-        "first\n" + stamp + "second\n"}) {
+       {std::string("4711"), std::string("remark\n12"), std::string("2"),
+        std::string("2026/11/21 "), std::string("2026/11/21 10:00:00 backup of /var "), stamp,
+        stamp + "a killed tool's last words", stamp + "whole\n" + stamp + "piece",
+        stamp + std::string(100000, 'x'), std::string("\n"), std::string("a remark"),
+        std::string("\0\n\0", 3)}) {
     writeFile(logPath(), before);
     gLog.ilog("next");
-    EXPECT_EQ(readFile(logPath()).substr(0, before.size()), before) << before.substr(0, 40);
+    const std::string log = readFile(logPath());
+    ASSERT_EQ(log.substr(0, before.size()), before);
+    const auto lines = parseLog(log.substr(before.size()));
+    ASSERT_EQ(lines.size(), 1U) << before.substr(0, 40);
+    EXPECT_EQ(lines[0].text, "next");
   }
-  // A torn line behind more than that is cut off too.
-  std::string lines;
-  while (lines.size() < 2 * longest.size()) lines += stamp + "  123 whole\n";
-  writeFile(logPath(), lines + stamp);
-  gLog.ilog("next");
-  EXPECT_EQ(readFile(logPath()).find(stamp + stamp), std::string::npos);
-  EXPECT_EQ(logged().back(), "next");
-  // One byte less is within what is cut off.
-  writeFile(logPath(), (stamp + longest).substr(0, longest.size()));
-  gLog.ilog("next");
-  EXPECT_EQ(logged(), Lines{"next"});
 }
 
-TEST_F(Log, APieceIsCutOffBehindALinkToo) {
-  writeFile(logPath(), "2026/11/21 10:00:00   123 torn");
-  ASSERT_EQ(rename(logPath().c_str(), scratch.file("renamed").c_str()), 0);
-  ASSERT_EQ(symlink("renamed", logPath().c_str()), 0);
-  gLog.ilog("next");
-  EXPECT_EQ(logged(), Lines{"next"});
+TEST_F(Log, APieceBetweenTwoLinesOfOneProcessStays) {
+  gLog.ilog("first");
+  const std::string before = readFile(logPath()) + "2026/11/21 10:00:00   123 another program's";
+  writeFile(logPath(), before);
+  gLog.ilog("second");
+  const std::string log = readFile(logPath());
+  ASSERT_EQ(log.substr(0, before.size()), before);
+  EXPECT_EQ(parseLog(log.substr(before.size())).size(), 1U);
+}
+
+// The system calls that one more line makes, in a process that has logged already.
+std::vector<long> callsOfALine(const std::function<void()>& prepare) {
+  std::vector<long> calls;
+  int markers = 0;
+  const int status = traceSystemCalls(
+      [&] {
+        gLog.ilog("first");
+        prepare();
+        getppid();
+        gLog.ilog("second");
+        getppid();
+        return 0;
+      },
+      [&](long number) {
+        if (number == SYS_getppid) {
+          ++markers;
+        } else if (markers == 1) {
+          calls.push_back(number);
+        }
+      });
+  EXPECT_EQ(status, 0);
+  return calls;
+}
+
+TEST_F(Log, ALineTakesFewSystemCalls) {
+  const std::vector<long> calls = callsOfALine([] {});
+  // The directory examined for itself and for its key, the set made or found, taken and given back,
+  // the file opened, written and closed, the time zone, the process ID, and the limit of file
+  // sizes.
+  EXPECT_EQ(calls.size(), 12U) << testing::PrintToString(calls);
+  EXPECT_EQ(std::count(calls.begin(), calls.end(), SYS_write), 1);
+  EXPECT_EQ(std::count(calls.begin(), calls.end(), SYS_prlimit64), 1);
+  EXPECT_EQ(std::count(calls.begin(), calls.end(), SYS_lseek), 0);
+  EXPECT_EQ(std::count(calls.begin(), calls.end(), SYS_openat), 1);
+}
+
+TEST_F(Log, OnlyALimitOfFileSizesAsksForTheEndOfTheFile) {
+  const std::vector<long> calls = callsOfALine([] {
+    const rlimit limit = {1000000, RLIM_INFINITY};
+    setrlimit(RLIMIT_FSIZE, &limit);
+  });
+  EXPECT_EQ(std::count(calls.begin(), calls.end(), SYS_lseek), 1) << testing::PrintToString(calls);
 }
 
 TEST_F(Log, AFullDiskLeavesNoPieceOfALine) {
@@ -385,6 +418,34 @@ TEST_F(Log, AFullDiskLeavesNoPieceOfALine) {
     return logged() == Lines{"again"} && lockIsFree() ? 0 : 5;
   });
   EXPECT_EQ(exitCode(status), 0);
+}
+
+TEST_F(Log, OnAFullDiskWhatAnotherWriterAppendsStays) {
+  expectInChild([&] {
+    ASSERT_TRUE(enterPrivateNamespace() && mountEmpty(scratch.path(), 0, "size=64k"));
+    writeFile(scratch.file("filler"), std::string(40000, 'x'));
+    const std::string text(50000, 'y');
+    int ends = 0;
+    const int status = traceSystemCalls(
+        [&] {
+          gLog.ilog("first");  // reads the time zone
+          getppid();
+          gLog.ilog("%s", text.c_str());
+          return 0;
+        },
+        [&](long number) {
+          if (number == SYS_getppid) ends = 0;
+          // The second time it looks for the end of the file it is about to take its bytes back.
+          if (number != SYS_lseek || ++ends != 2) return;
+          EXPECT_EQ(unlink(scratch.file("filler").c_str()), 0);
+          std::ofstream(logPath(), std::ios::app) << "another's";
+        });
+    EXPECT_EQ(status, 0);
+    const std::string log = readFile(logPath());
+    EXPECT_EQ(log.substr(log.size() - 10), "yanother's");
+    EXPECT_LT(log.size(), text.size());
+    EXPECT_TRUE(lockIsFree());
+  });
 }
 
 TEST_F(Log, ALineBeyondTheLimitOfFileSizesIsLostAndKillsNobody) {
@@ -451,17 +512,18 @@ TEST_F(Log, ALineWithoutMemoryIsLostAndTheNextIsThere) {
   gLog.slog("%s", "lost as well");
 }
 
-TEST_F(Log, ALockThatIsRemovedUnderTheWaitIsMadeAnew) {
+TEST_F(Log, ASetRemovedUnderTheWaitLosesThatLineOnly) {
   CMutex mutex(scratch.path().c_str(), 1, false);
   ASSERT_TRUE(mutex.init(0) && mutex.lock(true));
   const pid_t child = startChild([] {
-    gLog.ilog("waited");
+    gLog.ilog("first");
+    gLog.ilog("second");
     return 0;
   });
   EXPECT_TRUE(eventually([&] { return waitersFor(scratch.path()) == 1; }));
   EXPECT_TRUE(mutex.remove(false, 0));
   EXPECT_EQ(exitCode(waitFor(child)), 0);
-  EXPECT_EQ(logged(), Lines{"waited"});
+  EXPECT_EQ(logged(), Lines{"second"});
 }
 
 TEST_F(Log, AProcessKilledWithTheLockBlocksNobody) {

@@ -46,7 +46,6 @@ enum Function {
   kFopen,
   kFork,
   kFprintf,
-  kFstat,
   kFstatat,
   kFtok,
   kFtruncate,
@@ -64,7 +63,6 @@ enum Function {
   kPclose,
   kPipe,
   kPopen,
-  kPread,
   kPrintf,
   kPuts,
   kRead,
@@ -84,7 +82,6 @@ enum Function {
   kTime,
   kTruncate,
   kUnlink,
-  kUsleep,
   kUtime,
   kVprintf,
   kVsnprintf,
@@ -134,7 +131,6 @@ constexpr Row kRows[] = {
     {"fopen", kFopen, EMFILE},
     {"fork", kFork, EAGAIN},
     {"fprintf", kFprintf, ENOSPC},
-    {"fstat", kFstat, EOVERFLOW},
     {"fstatat", kFstatat, EACCES},
     {"ftok", kFtok, ENOENT},
     {"ftruncate", kFtruncate, EIO},
@@ -152,7 +148,6 @@ constexpr Row kRows[] = {
     {"pclose", kPclose, ECHILD},
     {"pipe", kPipe, EMFILE},
     {"popen", kPopen, ENOMEM},
-    {"pread", kPread, EIO},
     {"printf", kPrintf, EIO},
     {"puts", kPuts, ENOSPC},
     {"read", kRead, EINTR},
@@ -179,7 +174,6 @@ constexpr Row kRows[] = {
     {"time", kTime, EPERM},
     {"truncate", kTruncate, EIO},
     {"unlink", kUnlink, EPERM},
-    {"usleep", kUsleep, EINTR},
     {"utime", kUtime, EPERM},
     {"vprintf", kVprintf, EIO},
     {"vsnprintf", kVsnprintf, EOVERFLOW},
@@ -288,7 +282,6 @@ WRAP(int, fnmatch, (const char* pattern, const char* name, int flags), (pattern,
      kFnmatch, -1)
 WRAP(FILE*, fopen, (const char* path, const char* mode), (path, mode), kFopen, nullptr)
 WRAP(pid_t, fork, (), (), kFork, -1)
-WRAP(int, fstat, (int number, struct stat* status), (number, status), kFstat, -1)
 WRAP(int, fstatat, (int number, const char* path, struct stat* status, int flags),
      (number, path, status, flags), kFstatat, -1)
 WRAP(key_t, ftok, (const char* path, int project), (path, project), kFtok, -1)
@@ -304,8 +297,6 @@ WRAP(int, mkstemp, (char* name), (name), kMkstemp, -1)
 WRAP(DIR*, opendir, (const char* path), (path), kOpendir, nullptr)
 WRAP_RELEASE(int, pclose, (FILE * file), (file), kPclose, -1)
 WRAP(int, pipe, (int ends[2]), (ends), kPipe, -1)
-WRAP(ssize_t, pread, (int number, void* bytes, size_t count, off_t at), (number, bytes, count, at),
-     kPread, -1)
 WRAP(int, puts, (const char* line), (line), kPuts, EOF)
 WRAP(ssize_t, read, (int number, void* bytes, size_t count), (number, bytes, count), kRead, -1)
 WRAP(dirent*, readdir, (DIR * directory), (directory), kReaddir, nullptr)
@@ -321,7 +312,6 @@ WRAP(char*, textdomain, (const char* domain), (domain), kTextdomain, nullptr)
 WRAP(time_t, time, (time_t* seconds), (seconds), kTime, -1)
 WRAP(int, truncate, (const char* path, off_t length), (path, length), kTruncate, -1)
 WRAP(int, unlink, (const char* path), (path), kUnlink, -1)
-WRAP(int, usleep, (useconds_t microseconds), (microseconds), kUsleep, -1)
 WRAP(int, utime, (const char* path, const struct utimbuf* times), (path, times), kUtime, -1)
 WRAP(int, vprintf, (const char* fmt, va_list args), (fmt, args), kVprintf, -1)
 WRAP(int, vsnprintf, (char* text, size_t size, const char* fmt, va_list args),
@@ -401,7 +391,10 @@ extern "C" int __wrap_semctl(int id, int number, int command, ...) {
 
 extern "C" int __real_semop(int id, sembuf* operations, size_t count);
 extern "C" int __wrap_semop(int id, sembuf* operations, size_t count) {
-  if (!strike(kSemop)) return __real_semop(id, operations, count);
+  // Giving back never waits and needs nothing; it fails only where the set is gone.
+  const bool goneOnly =
+      operations->sem_op > 0 && target == kSemop && targetError != EIDRM && targetError != EINVAL;
+  if (goneOnly || !strike(kSemop)) return __real_semop(id, operations, count);
   if (targetError == EIDRM || targetError == EINVAL) __real_semctl(id, 0, IPC_RMID);
   errno = targetError;
   return -1;

@@ -17,7 +17,7 @@ TABLES = ("ExtErrCatalogue.cpp", "MsgTable.cpp")
 TABLE_SHARE = 0.06
 SECONDS = 120
 # Scenarios of the fault sweep that judge the survivors.
-SCENARIOS = ["CLog, a line", "CLog, a line behind a torn one", "CLog, rotation", "CMutex",
+SCENARIOS = ["CLog, a line", "CLog, a line on a full disk", "CLog, rotation", "CMutex",
              "getHostname", "CTemp, a file", "makeDir, with parents", "execGetLine", "slog", "clocks",
              "getDirSize", "getFreeSize", "CEnvConf, isRunning"]
 

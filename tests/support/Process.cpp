@@ -2,12 +2,14 @@
 
 #include <dirent.h>
 #include <fcntl.h>
+#include <gtest/gtest.h>
 #include <linux/filter.h>
 #include <linux/seccomp.h>
 #include <sched.h>
 #include <sys/ipc.h>
 #include <sys/mount.h>
 #include <sys/prctl.h>
+#include <sys/ptrace.h>
 #include <sys/resource.h>
 #include <sys/sem.h>
 #include <sys/stat.h>
@@ -18,6 +20,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
+#include <csignal>
 #include <cstddef>
 #include <cstdlib>
 #include <fstream>
@@ -33,6 +36,7 @@ extern "C" void __gcov_dump();
 namespace {
 
 constexpr unsigned kNobody = 65534;
+constexpr int kCannotTrace = 120;
 
 bool writeText(const char* path, const std::string& text) {
   const int file = open(path, O_WRONLY);
@@ -65,12 +69,44 @@ int waitFor(pid_t child) {
 
 int inChild(const std::function<int()>& body) { return waitFor(startChild(body)); }
 
+void expectInChild(const std::function<void()>& body) {
+  const int status = inChild([&] {
+    body();
+    return testing::Test::HasFailure() ? 1 : 0;
+  });
+  EXPECT_EQ(status, 0) << "wait status of the child";
+}
+
 int exitCode(int waitStatus) { return WIFEXITED(waitStatus) ? WEXITSTATUS(waitStatus) : -1; }
 
 void dropPrivileges() {
   if (geteuid() != 0) return;
   if (setresgid(kNobody, kNobody, kNobody) != 0) abort();
   if (setresuid(kNobody, kNobody, kNobody) != 0) abort();
+}
+
+int traceSystemCalls(const std::function<int()>& body, const std::function<void(long)>& onCall) {
+  const pid_t child = fork();
+  if (child == 0) {
+    if (ptrace(PTRACE_TRACEME, 0, nullptr, nullptr) != 0) _exit(kCannotTrace);
+    raise(SIGSTOP);
+    _exit(body());
+  }
+  int status = waitFor(child);
+  ptrace(PTRACE_SETOPTIONS, child, nullptr, PTRACE_O_TRACESYSGOOD | PTRACE_O_EXITKILL);
+  for (bool entered = false; WIFSTOPPED(status); status = waitFor(child)) {
+    // A stop at a system call, before or behind it; any other is for a signal, which goes on.
+    const bool atCall = WSTOPSIG(status) == (SIGTRAP | 0x80);
+    if (atCall) {
+      __ptrace_syscall_info info = {};
+      ptrace(PTRACE_GET_SYSCALL_INFO, child, sizeof info, &info);
+      entered = !entered;
+      if (entered) onCall(static_cast<long>(info.entry.nr));
+    }
+    const long signal = atCall || WSTOPSIG(status) == SIGSTOP ? 0 : WSTOPSIG(status);
+    ptrace(PTRACE_SYSCALL, child, nullptr, signal);
+  }
+  return status;
 }
 
 bool enterPrivateNamespace() {

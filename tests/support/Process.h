@@ -18,6 +18,13 @@ int waitFor(pid_t child);
 // 1 to 255: the exit code of a wait status is this; -1: a signal ended the process.
 int exitCode(int waitStatus);
 
+// Runs `body` in a forked child, whose failed expectations print themselves and fail the test.
+void expectInChild(const std::function<void()>& body);
+
+// Runs `body` in a forked child and tells of each of its system calls, by its number, before it is
+// made. Returns the wait status.
+int traceSystemCalls(const std::function<int()>& body, const std::function<void(long)>& onCall);
+
 // Gives up root's rights, if there are any; for a child that must meet missing permissions.
 void dropPrivileges();
 
