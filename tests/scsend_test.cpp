@@ -409,6 +409,8 @@ TEST_F(Surroundings, ACallerThatIgnoresTheEndOfChildren) {
 }
 
 TEST_F(Surroundings, AnUnusualMask) {
+  // The substitute's file is there before: what the mask leaves of it a user could not read.
+  writeFile(scratch.file("calls"), "");
   beforeStart = [] { umask(0777); };
   script = "#!/bin/sh\necho a\n";
   expectRun(0, kCompleted + "\na");
