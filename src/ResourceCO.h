@@ -2,8 +2,6 @@
 
 #include <map>
 #include <string>
-#include <string_view>
-#include <unordered_map>
 #include <vector>
 
 #include "MsgTable.h"
@@ -33,13 +31,4 @@ class ResourceCO : public MoxelCommon::Resource {
   std::vector<const MSG_TABLE*> tables;     ///< The rows, in their order.
   std::map<int, const char*> byNumber;      ///< Number and text.
   std::map<std::string, std::string> byId;  ///< ID and text.
-
- private:
-  const char*& textOf(int number);
-  std::string& textOf(const char* id);
-
-  // Entries of the maps that have been asked for, by a shorter way; numbers are positions as a
-  // rule.
-  std::vector<const char**> m_askedByNumber;
-  std::unordered_map<std::string_view, std::string*> m_askedById;
 };

@@ -2,7 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <map>
 #include <string>
+#include <vector>
 
 #include "MsgTable.h"
 #include "Resource.h"
@@ -107,6 +109,26 @@ TEST(ResourceCO, EntriesThatHaveBeenAskedForMayBeChanged) {
   }
   EXPECT_EQ(index.byNumber.size(), 276u);
   EXPECT_EQ(index.byId.size(), 276u);
+}
+
+TEST(ResourceCO, EntriesThatADerivedClassErasesAreEnteredAgainEmpty) {
+  static_assert(sizeof(ResourceCO) == sizeof(void*) + sizeof(std::vector<const MSG_TABLE*>) +
+                                          sizeof(std::map<int, const char*>) +
+                                          sizeof(std::map<std::string, std::string>),
+                "three fields and no others");
+  Index index(gMsgTable);
+  for (int times = 0; times < 2; ++times) {
+    index.getText("MXL13000I");
+    index.getText(273);
+    index.byId.erase("MXL13000I");
+    index.byNumber.erase(273);
+    EXPECT_STREQ(index.getTextOrg("MXL13000I"), "");
+    EXPECT_STREQ(index.getText("MXL13000I"), "");
+    EXPECT_STREQ(index.getTextOrg(273), "");
+    EXPECT_STREQ(index.getText(273), "");
+    EXPECT_EQ(index.byId.count("MXL13000I"), 1u);
+    EXPECT_EQ(index.byNumber.count(273), 1u);
+  }
 }
 
 TEST(ResourceCO, TextsByIdAreCopies) {
