@@ -4,10 +4,9 @@
 #include <cstring>
 #include <iostream>
 #include <list>
-#include <optional>
+#include <ostream>
+#include <sstream>
 #include <string>
-#include <string_view>
-#include <utility>
 
 #include "ExtErrCatalogue.h"
 
@@ -24,14 +23,11 @@ constexpr int kCatchAllSsCode = 259;
 constexpr int kFieldCount = 4;
 constexpr int kInputLineBytes = 4096;
 
-// Room from the start for what most explanations take, so that they grow at most once.
-constexpr size_t kTypicalText = 512;
-
 bool failed(const std::ios& stream) { return stream.bad() || stream.fail(); }
 
-void appendCodes(std::string& text, int rmCode, int ssCode) {
-  text.append("RL:").append(std::to_string(rmCode));
-  text.append(",QD-Agent:").append(std::to_string(ssCode));
+// In decimal, whatever the locale.
+void writeCodes(std::ostream& out, int rmCode, int ssCode) {
+  out << "RL:" << std::to_string(rmCode) << ",QD-Agent:" << std::to_string(ssCode);
 }
 
 }  // namespace
@@ -87,55 +83,50 @@ const char* IExtVekError::toString1line() {
   if (getLastSSErrType() == 0) return m_text.c_str();
 
   const char* type = getLastSSErrTypeStr();
-  const std::optional<std::string> message(serverMessage());
+  const char* message = getLastSmtpMsg();
   const int ssCode = getLastSSErrCode();
   const int rmCode = getLastRMErrCode();
-  // Apart from the record's text, which a derived class's getters may give.
-  std::string line = "(";
-  if (type != nullptr) {
-    line.append(type).append(") ");
-    appendCodes(line, rmCode, ssCode);
-    line += ",Mailsvr:\"";
-    if (message) line.append(*message) += '"';
-  }
-  m_text = std::move(line);
+  std::ostringstream line;
+  line << "(" << type << ") ";
+  writeCodes(line, rmCode, ssCode);
+  line << ",Mailsvr:\"";
+  writeMessage(line, message);
+  line << "\"";
+  m_text = line.str();
   return m_text.c_str();
 }
 
 std::string IExtVekError::formatExtRMError(EXTERR& row) {
-  std::string text;
-  text.reserve(kTypicalText);
-  if (row.text != nullptr && *row.text != '\0') text.append(row.text) += '\n';
-  if (row.kind != kServerMessageSmtp && row.kind != kServerMessagePop3) return text;
-  // The same message for both: there is no POP3 message of its own.
-  text += row.kind == kServerMessageSmtp ? gSmtpMessageHeading : gPop3MessageHeading;
-  text += '\n';
-  const std::optional<std::string_view> message = serverMessage();
-  if (message) text.append(*message) += '\n';
-  return text;
+  std::ostringstream text;
+  if (row.text != nullptr && *row.text != '\0') text << row.text << "\n";
+  if (row.kind == kServerMessageSmtp || row.kind == kServerMessagePop3) {
+    // The same message for both: there is no POP3 message of its own.
+    text << (row.kind == kServerMessageSmtp ? gSmtpMessageHeading : gPop3MessageHeading) << "\n";
+    writeMessage(text, getLastSmtpMsg());
+    text << "\n";
+  }
+  return text.str();
 }
 
 std::string IExtVekError::lookup(const char* type, int rmCode, int ssCode) {
-  if (type == nullptr) return "(";
-
-  std::string text;
-  text.reserve(kTypicalText);
-  text.append("(").append(type).append(") ");
+  const std::string name = type == nullptr ? "" : type;
+  std::ostringstream text;
+  text << "(" << type << ") ";
   const bool catchAll =
-      std::strcmp(type, "HTTP") == 0 && rmCode == kCatchAllRmCode && ssCode > kCatchAllAboveSsCode;
+      name == "HTTP" && rmCode == kCatchAllRmCode && ssCode > kCatchAllAboveSsCode;
   for (const EXTERR* row = gExtErrCatalogue; row->rmCode != kExtErrEnd; ++row) {
     if (row->rmCode != rmCode) continue;
     if (catchAll) {
       // The row's own text, whatever a derived class makes of rows.
-      if (row->ssCode == kCatchAllSsCode) text.append(row->text) += '\n';
-    } else if (row->ssCode == ssCode && std::strcmp(row->type, type) == 0) {
+      if (row->ssCode == kCatchAllSsCode) text << row->text << "\n";
+    } else if (row->ssCode == ssCode && row->type == name) {
       EXTERR matched = *row;
-      text += formatExtRMError(matched);
+      text << formatExtRMError(matched);
     }
   }
-  appendCodes(text, rmCode, ssCode);
-  text += '\n';
-  return text;
+  writeCodes(text, rmCode, ssCode);
+  text << "\n";
+  return text.str();
 }
 
 void IExtVekError::setData(std::list<std::string> items) {
@@ -166,12 +157,12 @@ void IExtVekError::setField(int index, const char* text) {
   }
 }
 
-// The server's message, nothing for a derived class's null: as in a stream, a text ends before it.
-std::optional<std::string_view> IExtVekError::serverMessage() {
-  const char* message = getLastSmtpMsg();
-  if (message == nullptr) return std::nullopt;
-  if (message != m_lastSmtpMsg) return message;
-  return std::string_view(message, strnlen(message, sizeof m_lastSmtpMsg));
+void IExtVekError::writeMessage(std::ostream& out, const char* message) const {
+  if (message == m_lastSmtpMsg) {
+    out << std::string(message, strnlen(message, sizeof m_lastSmtpMsg));
+  } else {
+    out << message;
+  }
 }
 
 std::ostream& operator<<(std::ostream& out, IExtVekError& record) {
@@ -180,13 +171,8 @@ std::ostream& operator<<(std::ostream& out, IExtVekError& record) {
     if (!failed(out)) out << std::to_string(number) + "\n";
   }
   if (failed(out)) return out;
-  const std::optional<std::string_view> message = record.serverMessage();
-  if (!message) {
-    out.setstate(std::ios::badbit);
-  } else {
-    out << std::string(*message) + "\n";
-  }
-  return out;
+  record.writeMessage(out, record.getLastSmtpMsg());
+  return out << "\n";
 }
 
 std::istream& operator>>(std::istream& in, IExtVekError& record) {

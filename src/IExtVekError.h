@@ -2,10 +2,8 @@
 
 #include <istream>
 #include <list>
-#include <optional>
 #include <ostream>
 #include <string>
-#include <string_view>
 
 struct EXTERR;
 
@@ -15,7 +13,8 @@ struct EXTERR;
 /// The gateway client fills it after each exchange; other tools fill it from a list or a stream. It
 /// turns itself into four lines for machines, an explanation in Japanese (EUC-JP) for people and
 /// one line for logs. No operation reports an error. Where a derived class's getter gives null, the
-/// text ends before it, and the stream of the four lines fails.
+/// text ends before it, and the stream of the four lines fails. A message that it gives must end in
+/// a zero byte; only the record's own is bounded by its buffer.
 class IExtVekError {
  public:
   /// Size of the server message in bytes. A message of that length or more fills it without a
@@ -91,7 +90,8 @@ class IExtVekError {
 
  private:
   void setField(int index, const char* text);
-  std::optional<std::string_view> serverMessage();
+  // The record's own buffer up to its end, any other text as it stands; null fails the stream.
+  void writeMessage(std::ostream& out, const char* message) const;
 };
 
 std::ostream& operator<<(std::ostream& out, IExtVekError& record);

@@ -472,6 +472,21 @@ TEST(IExtVekError, LookUpsAndRowsGoThroughTheSlots) {
       << "the catch-all rule writes the text itself";
 }
 
+TEST(IExtVekError, AnotherMessageThanTheRecordsIsWrittenAsItStands) {
+  struct LongMessage : Record {
+    const char* getLastSmtpMsg() override { return text.c_str(); }
+    std::string text = std::string(300, 'm');
+  } record;
+  record.setData({"-79", "1", "-26", "the record's own"});
+  EXPECT_EQ(record.toString1line(), "(SMTP) RL:-79,QD-Agent:-26,Mailsvr:\"" + record.text + "\"");
+  EXTERR row = {};
+  row.kind = 1;
+  EXPECT_EQ(record.formatExtRMError(row), gSmtpMessageHeading + ("\n" + record.text) + "\n");
+  std::ostringstream out;
+  out << record;
+  EXPECT_EQ(out.str(), "-79\n1\n-26\n" + record.text + "\n");
+}
+
 // ---- Null texts of a derived class -------------------------------------------------------------
 
 TEST(IExtVekError, TextsEndBeforeANullOfADerivedClass) {
