@@ -1,6 +1,8 @@
 // The configuration-send command: while remote support is in operation it runs the set's send
 // script and reports in Japanese (EUC-JP) whether sending completed; then it prints what the script
-// printed. Exit status: 0, the script's own, or -1 (255) when not in operation.
+// printed. Exit status: 0 when sending completed; the script's own status, the shell's 126 or 127
+// for a script that cannot be run, 1 when there is no shell; -1 (255 for the shell) when not in
+// operation, when a signal ended the script, or when no child can be had.
 
 #include <csignal>
 #include <cstdio>
@@ -12,6 +14,18 @@
 #include "common.h"
 #include "common_template.h"
 
+namespace {
+
+// Prints the result line. From here on the exit status tells the outcome even where the output
+// finds no reader or no room; not before the script has ended, which would inherit that.
+void report(const char* line) {
+  signal(SIGPIPE, SIG_IGN);
+  signal(SIGXFSZ, SIG_IGN);
+  puts(line);
+}
+
+}  // namespace
+
 int main() {
   std::list<std::string> lines;
   CMxlRmgLib client;
@@ -22,18 +36,15 @@ int main() {
           execGetLines(lines, "/opt/kardo/moxel/bin/scsend.sh -v 2>/dev/null", -1, nullptr, -1);
       // Thrown to the handler below, so that every int that is thrown ends in the same line.
       if (result != 0) throw result;
-      puts("構成情報送信が完了しました");
+      report("構成情報送信が完了しました");
     } else {
-      puts("現在運用中でないため実行できません");
+      report("現在運用中でないため実行できません");
       status = -1;
     }
   } catch (int e) {
-    puts("構成情報送信が完了しませんでした");
+    report("構成情報送信が完了しませんでした");
     status = e;
   }
-  // The exit status tells the outcome even where the output finds no reader or no room.
-  signal(SIGPIPE, SIG_IGN);
-  signal(SIGXFSZ, SIG_IGN);
   if (!lines.empty()) std::cout << std::endl << C(join(lines, "\n"));
   return status;
 }

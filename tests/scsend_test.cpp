@@ -389,6 +389,26 @@ TEST_F(Surroundings, AnOutputWithoutReaderDoesNotChangeTheStatus) {
   EXPECT_EQ(signal, 0);
 }
 
+TEST_F(Surroundings, NoBufferingChangesTheStatusWithoutReader) {
+  for (const char* buffering : {"-o0", "-oL"}) {
+    for (const bool operates : {true, false}) {
+      script = "#!/bin/sh\necho a line\nexit 3\n";
+      environment["VEKCOM_STATUS"] = operates ? "32" : "0";
+      beforeStart = [=] {
+        int ends[2];
+        if (pipe(ends) != 0) return;
+        dup2(ends[1], STDOUT_FILENO);
+        close(ends[0]);
+        close(ends[1]);
+        execlp("stdbuf", "stdbuf", buffering, kCommand.c_str(), static_cast<char*>(nullptr));
+      };
+      unlink(scratch.file("calls").c_str());
+      expectRun(operates ? 3 : 255, "");
+      EXPECT_EQ(signal, 0) << buffering;
+    }
+  }
+}
+
 TEST_F(Surroundings, TheScriptDiesOfABrokenPipeAsEverywhere) {
   // What the command ignores for its own output is not ignored for the script.
   beforeStart = [] {
