@@ -8,7 +8,6 @@
 #include <cstring>
 #include <list>
 #include <string>
-#include <utility>
 
 #include "LogLine.h"
 #include "common.h"
@@ -37,17 +36,11 @@ bool provideDirectory(const char* dir) {
   return true;
 }
 
-// `intended` with the name that was found for its beginning. Asks for no memory: once a file is
-// there nothing may throw.
-std::string takeName(std::string& intended, const char* name) {
-  return std::move(intended.replace(0, strlen(name), name));
-}
-
 bool makeTempDirectory(std::string& path, const char* dir) {
   char name[kNameBytes] = "";
   snprintf(name, sizeof name, "%s/XXXXXX", dir);
-  std::string intended = std::string(name) + "_";
-  // The descriptor deliberately stays open; neither closed nor handed back.
+  // The descriptor deliberately stays open until the process ends: callers count on its number not
+  // being given out again.
   if (mkstemp(name) == -1) {
     logEvent("MXL90102L", "failed to mkstemp():%s", strerror(errno));
     return false;
@@ -56,9 +49,9 @@ bool makeTempDirectory(std::string& path, const char* dir) {
     logEvent("MXL90102L", "failed to unlink():%s", strerror(errno));
     return false;
   }
-  path = takeName(intended, name);
-  // Deliberately only -1, where the parent asks for 0.
-  if (makeDir(path, 1) == -1) {
+  path = std::string(name) + "_";
+  // Not with its parents, which would pass over what a stranger has made under this name meanwhile.
+  if (makeDir(path, 0) == -1) {
     logEvent("MXL90103L", "failed to create dir:%s", C(path));
     return false;
   }
@@ -70,7 +63,6 @@ bool makeTempFile(std::string& path, const char* prefix, const char* dir, int* f
   const std::string pattern = format("%s/%sXXXXXX", dir, prefix);
   char name[kNameBytes] = "";
   snprintf(name, sizeof name, "%s", C(pattern));
-  std::string intended = std::string(name) + "_";
   descriptor = mkstemp(name);
   if (descriptor == -1) {
     // Deliberately without a message ID.
@@ -82,7 +74,7 @@ bool makeTempFile(std::string& path, const char* prefix, const char* dir, int* f
   } else {
     close(descriptor);
   }
-  path = takeName(intended, name);
+  path = std::string(name) + "_";
   if (rename(name, path.c_str()) == -1) {
     logEvent("MXL90104L", "failed to rename():%s to %s:%s", name, C(path), strerror(errno));
     return false;
@@ -123,16 +115,12 @@ int CTemp::getTemp_sub(std::string& path, const char* prefix, const char* dir, i
   kSource.trace(75, "getTemp_sub():prefix=%s,templ=%s", dir, prefix);
   if (!provideDirectory(dir)) return 0;
 
-  // Its place in the list first, so that nothing that was made is forgotten without memory.
-  std::list<std::string> place(1);
-  place.front().reserve(strlen(dir) + strlen(prefix) + sizeof "/XXXXXX_");
   int descriptor = -1;
   const bool isDirectory = type != kTypeFile;
   const bool made =
       isDirectory ? makeTempDirectory(path, dir) : makeTempFile(path, prefix, dir, fd, descriptor);
   if (!made) return 0;
-  place.front() = path;
-  tempFiles.splice(tempFiles.end(), place);
+  tempFiles.push_back(path);
   // Deliberately with a blank before "DIR".
   kSource.trace(160, "getTemp_sub():exit=%d,type=%s,FD=%d,%s", 1, isDirectory ? " DIR" : "FILE",
                 descriptor, C(path));

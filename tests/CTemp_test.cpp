@@ -452,29 +452,41 @@ TEST_F(TempFiles, AreRemovedInTheOrderOfTheirMaking) {
   EXPECT_EQ(removals, expected);
 }
 
-TEST_F(TempFiles, WithoutMemoryNothingIsLeft) {
-  const std::string below = scratch.file("below");
-  int failures = 0;
-  // Each allocation on the way is the first that fails for one of these.
-  for (size_t bytes = 16; bytes < 200; bytes += 7) {
-    for (const bool asDirectory : {false, true}) {
-      Temp temp;
-      std::string path;
-      try {
-        const NoMemoryFrom none(bytes);
-        if (asDirectory) {
-          temp.getTempDir(path, "t", below.c_str());
-        } else {
-          temp.getTempFile(path, "t", below.c_str(), nullptr);
-        }
-      } catch (const std::bad_alloc&) {
-        ++failures;
+TEST_F(TempFiles, AStrangersDirectoryIsNotHandedOut) {
+  // Whoever watches the directory takes the name between the removal of the file and the making of
+  // the directory; once with a directory, once with a link.
+  for (const bool asLink : {false, true}) {
+    const std::string below = scratch.file(asLink ? "link" : "directory");
+    ASSERT_EQ(mkdir(below.c_str(), 0755), 0);
+    std::string taken;
+    const auto onCall = [&](long number) {
+      const bool removes = std::count(kUnlinkCalls.begin(), kUnlinkCalls.end(), number) > 0;
+      const bool makes = std::count(kMkdirCalls.begin(), kMkdirCalls.end(), number) > 0;
+      if (removes && taken.empty()) taken = below + "/" + namesIn(below).front() + "_";
+      if (!makes || taken.empty() || exists(taken)) return;
+      if (asLink) {
+        EXPECT_EQ(symlink("/etc", taken.c_str()), 0);
+      } else {
+        EXPECT_EQ(mkdir(taken.c_str(), 0755), 0);
       }
-    }
-    const auto left = exists(below) ? namesIn(below) : decltype(namesIn(below))();
-    ASSERT_TRUE(left.empty()) << bytes << " " << *left.begin();
+    };
+    const int status = traceSystemCalls(
+        [&] {
+          Temp temp;
+          std::string path;
+          const int made = temp.getTempDir(path, "t", below.c_str());
+          writeFile(scratch.file("path"), path);
+          temp.tempFiles.clear();
+          return made == 1 ? 0 : 1;
+        },
+        onCall);
+    EXPECT_EQ(status, 0);
+    const std::string path = readFile(scratch.file("path"));
+    EXPECT_TRUE(exists(taken));
+    EXPECT_NE(path, taken);
+    EXPECT_TRUE(isDir(path)) << path;
+    EXPECT_EQ(newlyLogged("MXL90103L"), Lines{"MXL90103L:failed to create dir:" + taken});
   }
-  EXPECT_GT(failures, 0);
 }
 
 TEST_F(TempFiles, PathsAreRemovedOneByOneOrAllTogether) {
