@@ -164,10 +164,10 @@ void CEnvConf::readLine(char* line) {
   trim(line);
   if (*line == '\0') return;
 
-  const char* sign = strchr(line, '=');
-  if (sign == nullptr) throw LineError{"keyword not exist."};
-  const std::string keyword(line, static_cast<size_t>(sign - line));
-  const size_t length = strlen(sign + 1);
+  const char* equals = strchr(line, '=');
+  if (equals == nullptr) throw LineError{"keyword not exist."};
+  const std::string keyword(line, static_cast<size_t>(equals - line));
+  const size_t length = strlen(equals + 1);
   if (keyword.size() > kSettingBytes || length > kSettingBytes) {
     throw LineError{"keyword or value longer than 256 bytes."};
   }
@@ -178,7 +178,7 @@ void CEnvConf::readLine(char* line) {
   if (known == std::end(kKeywords)) throw LineError{"keyword error."};
 
   char value[kSettingBytes + 1];
-  memcpy(value, sign + 1, length + 1);
+  memcpy(value, equals + 1, length + 1);
   switch (known->kind) {
     case Kind::kSize:
       if (convValueInt(value) != 1) throw LineError{"value error."};

@@ -2,21 +2,18 @@
 
 #include <cstdarg>
 #include <exception>
-#include <string>
 
 #include "CLog.h"
 #include "common.h"
 
 namespace {
 
-// Writes HEAD:TEXT, where `head` makes the first; without memory for it the line is lost.
-template <class Head>
-void write(Head head, const char* fmt, va_list args) {
+// Writes "[KIND](SOURCE:LINE):TEXT". Without memory for the text the line is lost: logging never
+// fails towards the caller.
+void write(char kind, const char* source, int line, const char* fmt, va_list args) {
   try {
-    const std::string text = vformat(fmt, args);
-    gLog.ilog("%s:%s", std::string(head()).c_str(), text.c_str());
+    gLog.ilog("[%c](%s:%d):%s", kind, source, line, vformat(fmt, args).c_str());
   } catch (const std::exception&) {
-    // Logging never fails towards the caller.
   }
 }
 
@@ -26,14 +23,14 @@ void LogSource::trace(int line, const char* fmt, ...) const {
   if (!gLog.isTracing()) return;
   va_list args;
   va_start(args, fmt);
-  write([&] { return format("[T](%s:%d)", m_name, line); }, fmt, args);
+  write('T', m_name, line, fmt, args);
   va_end(args);
 }
 
 void LogSource::info(int line, const char* fmt, ...) const {
   va_list args;
   va_start(args, fmt);
-  write([&] { return format("[I](%s:%d)", m_name, line); }, fmt, args);
+  write('I', m_name, line, fmt, args);
   va_end(args);
 }
 
@@ -42,6 +39,10 @@ void LogSource::invalidParam(int line) const { info(line, "invalid param"); }
 void logEvent(const char* id, const char* fmt, ...) {
   va_list args;
   va_start(args, fmt);
-  write([&] { return id; }, fmt, args);
+  try {
+    gLog.ilog("%s:%s", id, vformat(fmt, args).c_str());
+  } catch (const std::exception&) {
+    // The line is lost, as above.
+  }
   va_end(args);
 }

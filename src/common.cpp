@@ -1,8 +1,8 @@
 #include "common.h"
 
 #include <dirent.h>
+#include <fcntl.h>
 #include <fnmatch.h>
-#include <stdio_ext.h>
 #include <strings.h>
 #include <sys/stat.h>
 #include <sys/time.h>
@@ -19,18 +19,19 @@
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
-#include <iterator>
 #include <list>
 #include <map>
 #include <new>
 #include <string>
 #include <string_view>
 #include <tuple>
+#include <utility>
 #include <vector>
 
 #include "CLog.h"
 #include "CTemp.h"
 #include "Descriptor.h"
+#include "DirectoryBit.h"
 #include "File.h"
 #include "LogLine.h"
 #include "common_template.h"
@@ -41,12 +42,10 @@ constexpr LogSource kSource("common");
 
 constexpr size_t kPathBytes = 4096;
 constexpr size_t kTextBytes = 1024;
-constexpr size_t kStackBytes = 8 << 10;
 constexpr size_t kCommandBytes = 1024;
 constexpr size_t kPieceBytes = 1024;
 constexpr size_t kReadBytes = 64 << 10;
 constexpr mode_t kDirectoryMode = 0755;
-constexpr mode_t kDirectoryBit = 040000;
 
 }  // namespace
 
@@ -155,8 +154,10 @@ void redirectChild(int readEnd, int writeEnd, const std::string& errorFile) {
   char option[] = "-c";
   char* const arguments[] = {shell, option, const_cast<char*>(command), nullptr};
   execvp(shell, arguments);
-  // What the caller had not flushed is the caller's to write, not the command's output.
-  __fpurge(stdout);
+  // What the caller's buffers and exit handlers still write is no output of the command.
+  const int nowhere = open("/dev/null", O_WRONLY);
+  replaceDescriptor(nowhere, STDOUT_FILENO);
+  replaceDescriptor(nowhere, STDERR_FILENO);
   exit(EXIT_FAILURE);
 }
 
@@ -289,25 +290,22 @@ std::string justifyPath(const char* path) {
 std::string justifyPath(std::string path) { return justifyPath(path.c_str()); }
 
 std::string getCanonicalPath(std::string path) {
-  path.resize(strlen(path.c_str()));
-  const std::string full = isFullPath(path.c_str()) ? path : format("%s/%s", C(getCwd()), C(path));
-  // The components that are kept, with a slash between neighbours; an empty first one stands for
-  // the root.
-  std::string result;
-  size_t kept = 0;
-  for (size_t begin = 0; begin <= full.size();) {
-    const size_t end = std::min(full.find('/', begin), full.size());
-    const std::string_view component(full.data() + begin, end - begin);
-    const bool rootMarker = begin == 0 && component.empty();
-    begin = end + 1;
+  const std::string full = isFullPath(path) ? path : format("%s/%s", C(getCwd()), C(path));
+  std::list<std::string> components;
+  split(justifyPath(full).c_str(), "/", components, 0);
+  std::list<std::string> kept;
+  bool first = true;
+  for (const std::string& component : components) {
     if (component == "..") {
-      // Deliberately takes the root marker as well.
-      if (kept > 0) result.resize(--kept == 0 ? 0 : result.rfind('/'));
-    } else if (rootMarker || (!component.empty() && component != ".")) {
-      if (kept++ > 0) result += '/';
-      result += component;
+      // Deliberately takes the root's empty component too: what climbs above the root is refused
+      // to be removed.
+      if (!kept.empty()) kept.pop_back();
+    } else if (component != "." && (first || !component.empty())) {
+      kept.push_back(component);
     }
+    first = false;
   }
+  const std::string result = join(kept, "/");
   kSource.trace(477, "getCanonicalPath():%s,%s", C(path), C(result));
   return result;
 }
@@ -454,44 +452,26 @@ bool isAdmin() { return getuid() == 0; }
 
 namespace {
 
-// What `isspace` and its like say of every character, in one table for a loop.
-class CharacterKinds {
- public:
-  bool isSpace(char c) const { return has(c, _ISspace); }
-  bool isName(char c) const { return has(c, _ISalnum) || c == '_'; }
+bool isSpace(char c) { return isspace(static_cast<unsigned char>(c)) != 0; }
 
- private:
-  bool has(char c, int kind) const { return (m_kinds[static_cast<unsigned char>(c)] & kind) != 0; }
-
-  const unsigned short* m_kinds = *__ctype_b_loc();
-};
-
-// The first character that is no white space.
-template <class Iterator>
-Iterator skipSpace(Iterator begin, Iterator end) {
-  const CharacterKinds kinds;
-  return std::find_if_not(begin, end, [&](char c) { return kinds.isSpace(c); });
-}
+bool isNameCharacter(char c) { return isalnum(static_cast<unsigned char>(c)) != 0 || c == '_'; }
 
 }  // namespace
 
 void trim(char* text) {
   if (text == nullptr) return;
-  using Backwards = std::reverse_iterator<char*>;
-  char* end = text + strlen(text);
-  char* begin = skipSpace(text, end);
-  const char* inkEnd = skipSpace(Backwards(end), Backwards(begin)).base();
-  const auto length = static_cast<size_t>(inkEnd - begin);
-  if (begin != text) {
-    memmove(text, begin, length);
-    end -= begin - text - 1;  // the zero byte moves as well
-  }
-  std::fill(text + length, end, '\0');
+  const char* begin = text;
+  while (isSpace(*begin)) ++begin;
+  size_t length = strlen(begin);
+  if (begin != text) memmove(text, begin, length + 1);
+  while (length > 0 && isSpace(text[length - 1])) text[--length] = '\0';
 }
 
 char* trim(std::string& text) {
-  text.erase(skipSpace(text.rbegin(), text.rend()).base(), text.end());
-  text.erase(text.begin(), skipSpace(text.begin(), text.end()));
+  size_t begin = 0;
+  while (begin < text.size() && isSpace(text[begin])) ++begin;
+  text.erase(0, begin);
+  while (!text.empty() && isSpace(text.back())) text.pop_back();
   return text.data();
 }
 
@@ -514,10 +494,10 @@ void toLowerStr(char* text) {
 
 char* getValue(char* line) {
   static char none[] = "";
-  char* sign = strchr(line, '=');
-  if (sign == nullptr) return none;
-  trim(sign + 1);
-  return sign + 1;
+  char* equals = strchr(line, '=');
+  if (equals == nullptr) return none;
+  trim(equals + 1);
+  return equals + 1;
 }
 
 int split(const char* text, const char* delim, std::vector<std::string>& out, int count) {
@@ -530,65 +510,47 @@ int split(const char* text, const char* delim, std::vector<std::string>& out, in
 }
 
 int splitKeyVal(const char* line, std::string& key, std::string& value) {
-  const std::string whole = line == nullptr ? "" : line;
   key.clear();
   value.clear();
   if (line == nullptr) {
     kSource.invalidParam(596);
     return 0;
   }
-  const auto sign = whole.find('=');
-  if (sign != std::string::npos) {
-    key = whole.substr(0, sign);
+  const char* equals = strchr(line, '=');
+  if (equals != nullptr) {
+    key.assign(line, equals);
     trim(key);
-    // Deliberately not trimmed.
-    value = whole.substr(sign + 1);
+    // Deliberately not trimmed: values may begin and end with blanks.
+    value = equals + 1;
   }
   return 1;
 }
 
 namespace {
 
-// `text` with `mark` before each character that is `marked`.
-template <class Marked>
-std::string putMarks(const char* text, char mark, Marked marked) {
+// `text` with `mark` before each character that is one of `special`.
+std::string escape(const char* text, char mark, const std::string& special) {
   std::string result;
-  const char* const end = text + strlen(text);
-  result.reserve(static_cast<size_t>(end - text) * 5 / 4);
-  for (const char* begin = text;; begin = text++) {
-    text = std::find_if(text, end, marked);
-    result.append(begin, text);
-    if (text == end) return result;
-    result += mark;
+  for (; *text != '\0'; ++text) {
+    if (special.find(*text) != std::string::npos) result += mark;
+    result += *text;
   }
+  return result;
 }
-
-// A set of characters.
-class CharacterSet {
- public:
-  constexpr explicit CharacterSet(const char* members) {
-    for (; *members != '\0'; ++members) m_holds[static_cast<unsigned char>(*members)] = true;
-  }
-  constexpr bool holds(char c) const { return m_holds[static_cast<unsigned char>(c)]; }
-
- private:
-  bool m_holds[UCHAR_MAX + 1] = {};
-};
 
 }  // namespace
 
 std::string quoteEsc(const char* text, char quote) {
-  return putMarks(text, quote, [=](char c) { return c == quote; });
+  return escape(text, quote, std::string(1, quote));
 }
 
 std::string quoteEsc(std::string text, char quote) { return quoteEsc(text.c_str(), quote); }
 
 std::string shellEsc(const char* text, int wild) {
-  // Deliberately without the semicolon, "!", "~", "=" and the line feed.
-  static constexpr CharacterSet kSpecial("\"'\t ()|<>&#^`{}$\\");
-  static constexpr CharacterSet kSpecialOrWild("\"'\t ()|<>&#^`{}$\\*?[]");
-  const CharacterSet& special = wild != 0 ? kSpecialOrWild : kSpecial;
-  return putMarks(text, '\\', [&](char c) { return special.holds(c); });
+  // Deliberately without the semicolon, "!", "~", "=" and the line feed: commands that the tools
+  // build rely on these as they stand.
+  const std::string special = "\"'\t ()|<>&#^`{}$\\";
+  return escape(text, '\\', wild != 0 ? special + "*?[]" : special);
 }
 
 std::string shellEsc(const std::string& text, int wild) { return shellEsc(text.c_str(), wild); }
@@ -676,29 +638,24 @@ std::string getEnvValue(const char* name) {
 std::string replaceEnvValue(const char* text) {
   std::string result;
   if (text == nullptr) return result;
-  const CharacterKinds kinds;
-  for (;;) {
-    const size_t plain = strcspn(text, "$%");
-    result.append(text, plain);
-    text += plain;
-    if (*text == '\0') return result;
-
-    const char* const begin = text + 1;
-    const char* end = begin;
-    if (*text == '$') {
-      while (kinds.isName(*end)) ++end;
-    } else {
-      end = strchr(begin, '%');
+  while (*text != '\0') {
+    const char mark = *text++;
+    if (mark == '$') {
+      std::string name;
+      while (isNameCharacter(*text)) name += *text++;
+      result += name.empty() ? "$" : getEnvValue(name.c_str());
+    } else if (mark == '%') {
+      const char* end = strchr(text, '%');
       // A reference that is not closed stays as it is.
-      if (end == nullptr) return result + text;
+      if (end == nullptr) return result + mark + text;
+      const std::string name(text, end);
+      result += name.empty() ? "%" : getEnvValue(name.c_str());
+      text = end + 1;
+    } else {
+      result += mark;
     }
-    if (begin == end) {
-      result += *text;
-    } else if (const char* value = getenv(std::string(begin, end).c_str())) {
-      result += value;
-    }
-    text = *text == '$' ? end : end + 1;
   }
+  return result;
 }
 
 const char* lookupString(const std::map<std::string, std::string>& table, const char* key) {
@@ -727,40 +684,24 @@ std::string vformat(const char* fmt, va_list args) {
     va_end(pass);
     return length;
   };
-
-  char stack[kStackBytes];
-  *stack = '\0';
-  int length = print(stack, sizeof stack);
-  // A rejected format has a negative length and never makes the buffer grow.
-  if (length < 0) {
-    stack[kTextBytes - 1] = '\0';
-    return stack;
-  }
-  if (static_cast<size_t>(length) < kTextBytes)
-    return std::string(stack, static_cast<size_t>(length));
-
-  // The doubled size that the text needs; when there is no memory for it, what the largest one that
-  // there is room for holds.
-  size_t size = 2 * kTextBytes;
-  while (size <= static_cast<size_t>(length)) size *= 2;
-  for (; size > kTextBytes; size /= 2) {
-    std::string text;
+  char first[kTextBytes] = "";
+  std::vector<char> doubled;
+  char* buffer = first;
+  size_t size = sizeof first;
+  int length = print(buffer, size);
+  while (length >= 0 && static_cast<size_t>(length) >= size) {
     try {
-      text.reserve(size);
+      doubled.resize(2 * size);
     } catch (const std::bad_alloc&) {
-      continue;
+      // Without memory for more the text is cut.
+      return std::string(buffer, size - 1);
     }
-    const size_t kept = std::min(static_cast<size_t>(length), size - 1);
-    if (kept < sizeof stack) {
-      text.assign(stack, kept);
-    } else {
-      text.resize(size);
-      print(text.data(), size);
-      text.resize(kept);
-    }
-    return text;
+    buffer = doubled.data();
+    size = doubled.size();
+    length = print(buffer, size);
   }
-  return std::string(stack, kTextBytes - 1);
+  // Of a format that is rejected there is what was written before.
+  return length < 0 ? std::string(buffer) : std::string(buffer, static_cast<size_t>(length));
 }
 
 // ---- File trees ----------------------------------------------------------------------------
@@ -875,84 +816,67 @@ int rmTempFile(char* path, int flag) {
 
 namespace common_template {
 
-// Only a directory needs to be examined: a file is none, whatever `stat` says.
-bool isDirectory(const dirent& entry, const std::string& fullName) {
-  const bool isNone = entry.d_type == DT_REG || entry.d_type == DT_FIFO || entry.d_type == DT_CHR;
-  return !isNone && isDir(fullName);
-}
+void invalidParam(int line) { LogSource("common_template").invalidParam(line); }
 
 }  // namespace common_template
 
 namespace {
 
-void reportSizeError(const char* file) {
+long long sizeError(const char* file) {
   gLog.ilog("get file size error(%s,%s)", file, strerror(errno));
+  return -1;
 }
 
-void reportNotCounted(const char* path) {
-  reportSizeError(path);
-  // Deliberately "reurned", and a blank before the comma.
-  kSource.trace(169, "getFileSize():reurned %lld , %s", -1LL, path);
-}
+}  // namespace
 
-bool addBelow(std::string dir, long long& total);
+namespace {
 
-// Adds what one path counts, by one system call.
-void addPath(const char* path, bool recursive, long long& total) {
-  struct stat status = {};
-  if (stat(path, &status) != 0) {
-    reportNotCounted(path);
-  } else if ((status.st_mode & kDirectoryBit) == 0) {
-    total += status.st_size;
-  } else if (recursive) {
-    addBelow(path, total);
-  }
-}
-
-// Adds what is below a directory, by one system call for each file, in the order of the entries;
-// false when it cannot be opened.
-bool addBelow(std::string dir, long long& total) {
-  while (!dir.empty() && dir.back() == '/') dir.pop_back();
+// The total of what is in a directory, 0 when it cannot be opened. Nothing stays open while it
+// descends, so that no depth of a tree takes descriptors.
+long long totalBelow(const std::string& dir) {
   common_template::Directory directory(opendir(dir.c_str()));
-  if (directory == nullptr) return false;
-  dir += '/';
-
-  // All names first: of each its type, the name and a zero byte.
-  std::string entries;
+  if (directory == nullptr) return 0;
+  std::vector<std::pair<std::string, bool>> entries;  // whole name, whether it is a plain file
   while (const dirent* entry = readdir(directory.get())) {
-    const std::string_view name = entry->d_name;
-    if (name == "." || name == "..") continue;
-    entries += static_cast<char>(entry->d_type);
-    entries.append(name) += '\0';
+    if (strcmp(entry->d_name, ".") == 0 || strcmp(entry->d_name, "..") == 0) continue;
+    const std::string path = dir + "/" + entry->d_name;
+    entries.emplace_back(path, entry->d_type == DT_REG && path.size() < PATH_MAX);
   }
 
-  for (size_t at = 0; at < entries.size();) {
-    const auto type = static_cast<unsigned char>(entries[at]);
-    const char* const name = entries.data() + at + 1;
-    const size_t length = strlen(name);
-    at += length + 2;
-
+  long long total = 0;
+  for (const auto& [path, isPlain] : entries) {
     struct stat status = {};
-    // Found from the open directory as from its whole name, but quicker. A link is not: the links
+    // Found from its open directory as from its whole name, but quicker. A link is not: the links
     // in its whole name count.
-    const bool isNear = directory != nullptr && type == DT_REG && dir.size() + length < PATH_MAX;
-    if (isNear && fstatat(dirfd(directory.get()), name, &status, 0) == 0) {
+    if (isPlain && directory != nullptr &&
+        fstatat(dirfd(directory.get()), path.c_str() + dir.size() + 1, &status, 0) == 0 &&
+        (status.st_mode & kDirectoryBit) == 0) {
       total += status.st_size;
-      continue;
+    } else {
+      directory.reset();
+      total += getTotalFileSize({path}, 1);
     }
-    // Closed before anything is walked, so that no depth takes descriptors; links are 40 at most.
-    if (type != DT_REG && type != DT_LNK) directory.reset();
-    const std::string path = dir + name;
-    if (type != DT_DIR || !addBelow(path, total)) addPath(path.c_str(), true, total);
   }
-  return true;
+  return total;
 }
 
 }  // namespace
 
 long long getTotalFileSize(const std::list<std::string>& paths, int recursive) {
   long long total = 0;
-  for (const std::string& path : paths) addPath(path.c_str(), recursive == 1, total);
+  for (const std::string& path : paths) {
+    struct stat status = {};
+    if (stat(path.c_str(), &status) != 0) {
+      // Deliberately "reurned", and a blank before the comma: the log is searched for it.
+      kSource.trace(169, "getFileSize():reurned %lld , %s", sizeError(path.c_str()), C(path));
+    } else if ((status.st_mode & kDirectoryBit) == 0) {
+      total += status.st_size;
+    } else if (recursive == 1) {
+      std::string dir = eraseLastSlash(path.c_str());
+      while (!dir.empty() && dir.back() == '/') dir.pop_back();
+      total += totalBelow(dir);
+    }
+  }
   return total;
 }
 
@@ -1006,12 +930,11 @@ int getFreeSize(const char* path) {
 
 long long getFileSize(const char* file) {
   struct stat status = {};
-  if (file == nullptr || stat(file, &status) != 0) {
-    if (file == nullptr) errno = EFAULT;
-    reportSizeError(file == nullptr ? "(null)" : file);
-    return -1;
+  if (file == nullptr) {
+    errno = EFAULT;
+    return sizeError("(null)");
   }
-  return status.st_size;
+  return stat(file, &status) == 0 ? status.st_size : sizeError(file);
 }
 
 std::string acquireSamePrefix(std::list<std::string>& paths) {
@@ -1046,8 +969,7 @@ constexpr char kCompactTime[] = "%04d%02d%02d%02d%02d%02d";
 constexpr char kDisplayTime[] = "%04d/%02d/%02d %02d:%02d:%02d";
 
 // A time without a local form gives the empty text.
-template <size_t size>
-std::string localTime(const char (&form)[size], time_t t) {
+std::string localTime(const char* form, time_t t) {
   const tm* local = localtime(&t);
   if (local == nullptr) return std::string();
   return format(form, local->tm_year + 1900, local->tm_mon + 1, local->tm_mday, local->tm_hour,
@@ -1115,8 +1037,9 @@ int logList(std::string prefix, std::list<std::string>& lines) {
 }
 
 int atOnce(std::string key, std::map<std::string, int>* counts, int limit) {
-  static std::map<std::string, int> processCounts;
-  int& count = (counts == nullptr ? processCounts : *counts)[key];
+  // Never destroyed: a tool's static objects may ask in their destructors.
+  static auto* const processCounts = new std::map<std::string, int>;
+  int& count = (*(counts == nullptr ? processCounts : counts))[key];
   if (count > limit) return 0;
   ++count;
   return 1;

@@ -25,6 +25,7 @@
 #include <ctime>
 #include <fstream>
 #include <functional>
+#include <ios>
 #include <optional>
 #include <string>
 #include <type_traits>

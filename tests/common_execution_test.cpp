@@ -11,9 +11,12 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <ios>
+#include <iostream>
 #include <list>
 #include <new>
 #include <string>
+#include <vector>
 
 #include "CLog.h"
 #include "Memory.h"
@@ -203,6 +206,48 @@ TEST_F(Execution, AFailedExecEndsTheChildByAnOrdinaryExit) {
   EXPECT_EQ(exitCode(status), 0);
   EXPECT_EQ(readFile(output), "pending");
   EXPECT_EQ(readFile(scratch.file("exit handler")), "ran");
+}
+
+TEST_F(Execution, WhatTheCallersExitPrintsIsNoOutputOfAFailedExec) {
+  const std::string output = scratch.file("output");
+  expectInChild([&] {
+    const int file = open(output.c_str(), O_WRONLY | O_CREAT, 0644);
+    dup2(file, STDOUT_FILENO);
+    static pid_t parent;
+    parent = getpid();
+    std::ios::sync_with_stdio(false);
+    std::cout << "pending";
+    atexit([] {
+      if (getpid() == parent) return;
+      printf("printed by the handler\n");
+      std::cout << "and this";
+      std::cerr << "and this error";
+      fflush(stdout);
+    });
+    List lines = {"old"};
+    List errors = {"old"};
+    EXPECT_EQ(execGetLines(lines, std::string(200000, ':').c_str(), -1, &errors, -1), 1);
+    EXPECT_EQ(lines, List{});
+    EXPECT_EQ(errors, List{});
+    EXPECT_EQ(execGetLines(lines, std::string(200000, ':').c_str(), -1, nullptr, -1), 1);
+    EXPECT_EQ(lines, List{});
+    std::cout.flush();
+  });
+  EXPECT_EQ(readFile(output), "pending");
+}
+
+TEST_F(Execution, WithoutAChildTheErrorFileStays) {
+  // Removing it takes a child as well.
+  expectInChild([&] {
+    ASSERT_TRUE(enterPrivateNamespace() && mountEmpty("/tmp"));
+    denySystemCalls(kForkCalls, EAGAIN);
+    List lines;
+    List errors;
+    EXPECT_EQ(execGetLines(lines, "echo a", -1, &errors, -1), -1);
+    const std::vector<std::string> left = namesIn("/tmp");
+    ASSERT_EQ(left.size(), 1u);
+    EXPECT_EQ(left[0].rfind("execGetLines", 0), 0u) << left[0];
+  });
 }
 
 TEST_F(Execution, WithoutDescriptorsThereIsNoPipe) {

@@ -85,7 +85,7 @@ TEST_F(Paths, ALogLineWithoutMemoryIsLostAndNothingThrown) {
   {
     // Texts of more than 15 characters ask for memory.
     const NoMemoryFrom none(16);
-    EXPECT_EQ(getCanonicalPath("/a"), "/a");    // a trace line
+    EXPECT_EQ(exitStatus(0), 0);                // trace lines
     EXPECT_FALSE(isAccessible(nullptr, R_OK));  // an information line
     EXPECT_EQ(removeFiles("", 0), 0);           // an event
   }

@@ -175,7 +175,7 @@ TEST_F(Sizes, TotalExaminesEachFileOnce) {
   }
   statCalls = 0;
   EXPECT_EQ(getTotalFileSize({dir}, 1), 4);
-  EXPECT_EQ(statCalls, 1 + 4) << "the path itself and each file";
+  EXPECT_EQ(statCalls, 1 + 4 + 1) << "the path itself, each file, and the directory below";
 }
 
 TEST_F(Sizes, TotalReportsInTheOrderOfTheEntries) {

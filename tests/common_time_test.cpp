@@ -217,6 +217,24 @@ TEST_F(Times, AKeyPassesOnceMoreThanItsLimit) {
   EXPECT_EQ(counts["never"], 0);
 }
 
+// Made before the process counts anything, so that it is destroyed later than what it asks.
+struct LateAsker {
+  ~LateAsker() {
+    if (asks) _exit(atOnce("late", nullptr, 0) == 0 && atOnce("later", nullptr, 0) == 1 ? 0 : 1);
+  }
+  bool asks = false;
+} lateAsker;
+
+TEST_F(Times, TheProcessCountsUntilItEnds) {
+  EXPECT_EQ(exitCode(inChild([] {
+              for (int i = 0; i < 1000; ++i) atOnce("key " + std::to_string(i), nullptr, 0);
+              if (atOnce("late", nullptr, 0) != 1) return 2;
+              lateAsker.asks = true;
+              exit(3);
+            })),
+            0);
+}
+
 TEST_F(Times, TheProcessCountsWhereTheCallerDoesNot) {
   EXPECT_EQ(exitCode(inChild([] {
               if (atOnce("k", nullptr, 0) != 1 || atOnce("k", nullptr, 0) != 0) return 1;
