@@ -71,7 +71,8 @@ constexpr Keyword kKeywords[] = {
 
 constexpr const char* kBooleans[] = {"yes", "no", "on", "off", "true", "false"};
 
-// The settings of the trace, in its order; the others are deliberately not shown.
+// The settings of the trace, in its order. The others are deliberately not shown: support reads the
+// trace by its lines.
 constexpr const char* kDumped[] = {
     "FORMAT_VER",     "SmallLimit",     "BigLimit",      "SaveArea",           "SaveCore",
     "SaveAreaSize",   "AvailableSize",  "MaxSendTotal",  "MailTimeout",        "SaveLocalHost",
@@ -260,7 +261,8 @@ int CEnvConf::convValueInt(char* value) {
   const bool megabytes = strcmp(unit, "mb") == 0;
   if (!megabytes && strcmp(unit, "kb") != 0) return 0;
   *unit = '\0';
-  // Digits of "kb" deliberately stay as they are written.
+  // Digits of "kb" deliberately stay as they are written, for tools that show the setting as it
+  // was.
   if (megabytes) {
     const unsigned kilobytes = static_cast<unsigned>(numberOf(value)) << kKbPerMbBits;
     writeNumber(value, static_cast<int>(kilobytes));

@@ -41,8 +41,7 @@ class CEnvConf {
   /// Rewrites a size to KB in place and returns 1: digits, or digits with "kb" or "mb" right behind
   /// in any case. 0 for anything else and for null. Plain and "mb" numbers are brought to the range
   /// of an int first; "mb" then multiplies in 32 bits. Up to 256 digits are looked at. The text may
-  /// grow
-  /// ("2mb" becomes "2048"): `value` must hold 12 bytes at least.
+  /// grow ("2mb" becomes "2048"): `value` must hold 12 bytes at least.
   int convValueInt(char* value);
 
   /// The save area. The text stays valid while the value is not set anew.

@@ -40,7 +40,7 @@ struct Name {
   int value;
 };
 
-// The system logger's own facility is deliberately missing.
+// The system logger's own facility is deliberately missing: its lines are not the tools' to write.
 constexpr Name kFacilities[] = {
     {"LOG_KERN", 0},     {"LOG_USER", 8},     {"LOG_MAIL", 16},    {"LOG_DAEMON", 24},
     {"LOG_AUTH", 32},    {"LOG_LPR", 48},     {"LOG_NEWS", 56},    {"LOG_UUCP", 64},
@@ -127,8 +127,8 @@ void rotate(const std::string& path) {
   const std::string backup =
       format("%s/%s.bak", parentPath(path).c_str(), retrieveName2(path.c_str()).c_str());
   const bool renamed = rename(path.c_str(), backup.c_str()) == 0;
-  // After the rename there is no file left to truncate, deliberately, unless both names were one
-  // file's. What is there again by then holds another tool's lines.
+  // Behind a rename that worked there deliberately is nothing to truncate: what stands there again
+  // by then holds another tool's lines. Where both names were one file's, it is emptied.
   struct stat left = {};
   const bool inPlace = !renamed || (stat(path.c_str(), &left) == 0 && isSameFile(left, status));
   if (inPlace) std::ignore = truncate(path.c_str(), 0);

@@ -23,8 +23,8 @@ class CLog {
   /// To be called once by each tool at its start, with the path it was started by (not null), whose
   /// last component names it to the system logger. A log file above 512000 bytes is renamed to its
   /// name without extension and ".bak", over an older one; where that fails, or both names are one
-  /// file's, it is emptied instead. (After a rename that worked, a file that another tool
-  /// has begun by then is left alone.) Returns 0 whatever happens.
+  /// file's, it is emptied instead. A file that another tool has begun behind a rename that worked
+  /// is left alone. Returns 0 whatever happens.
   int init(const char* program);
 
   /// Writes one line, as it stands.

@@ -39,8 +39,7 @@ bool provideDirectory(const char* dir) {
 bool makeTempDirectory(std::string& path, const char* dir) {
   char name[kNameBytes] = "";
   snprintf(name, sizeof name, "%s/XXXXXX", dir);
-  // The descriptor deliberately stays open until the process ends: callers count on its number not
-  // being given out again.
+  // The descriptor deliberately stays open; nobody is handed it, so nobody closes it.
   if (mkstemp(name) == -1) {
     logEvent("MXL90102L", "failed to mkstemp():%s", strerror(errno));
     return false;
@@ -65,7 +64,7 @@ bool makeTempFile(std::string& path, const char* prefix, const char* dir, int* f
   snprintf(name, sizeof name, "%s", C(pattern));
   descriptor = mkstemp(name);
   if (descriptor == -1) {
-    // Deliberately without a message ID.
+    // Deliberately without a message ID, by which the two kinds of failure are told apart.
     kSource.info(136, "failed to mkstemp():%s:templ=%s", strerror(errno), C(pattern));
     return false;
   }
@@ -111,7 +110,7 @@ int CTemp::getTemp_sub(std::string& path, const char* prefix, const char* dir, i
     return 0;
   }
   if (dir == nullptr) dir = kDefaultDirectory;
-  // Deliberately named the other way round: "prefix" is the directory here.
+  // Deliberately named the other way round, as the traces are searched: "prefix" is the directory.
   kSource.trace(75, "getTemp_sub():prefix=%s,templ=%s", dir, prefix);
   if (!provideDirectory(dir)) return 0;
 
@@ -121,7 +120,7 @@ int CTemp::getTemp_sub(std::string& path, const char* prefix, const char* dir, i
       isDirectory ? makeTempDirectory(path, dir) : makeTempFile(path, prefix, dir, fd, descriptor);
   if (!made) return 0;
   tempFiles.push_back(path);
-  // Deliberately with a blank before "DIR".
+  // Deliberately with a blank before "DIR", so that what follows lines up.
   kSource.trace(160, "getTemp_sub():exit=%d,type=%s,FD=%d,%s", 1, isDirectory ? " DIR" : "FILE",
                 descriptor, C(path));
   return 1;

@@ -31,8 +31,9 @@ class CTemp {
   int getTempFile(std::string& path, const char* prefix, const char* dir, int* fd);
 
   /// Makes a directory `dir`/NNNNNN_ with mode 0755 less the process mask, likewise. `prefix` must
-  /// not be null and is not used. Each attempt that gets a name leaves one descriptor open,
-  /// deliberately.
+  /// not be null and is not used. A name that exists by then is a failed attempt: what a stranger
+  /// has made is never handed out. Each attempt that gets a name leaves one descriptor open,
+  /// deliberately, since it is handed to nobody.
   int getTempDir(std::string& path, const char* prefix, const char* dir);
 
   /// One attempt; `type` 0 makes a file, any other value a directory. `*fd` is stored only when a

@@ -68,7 +68,7 @@ int IExtVekError::getLastRMErrCode() { return m_rmErrCode; }
 
 const char* IExtVekError::toString() {
   m_text.clear();
-  // Deliberately 0 only: any other unknown type gets its heading and code line.
+  // Deliberately 0 only: of any other unknown type people still need the code line.
   if (getLastSSErrType() == 0) return m_text.c_str();
 
   const char* type = getLastSSErrTypeStr();

@@ -131,7 +131,7 @@ void redirectChild(int readEnd, int writeEnd, const std::string& errorFile) {
   }
 
   if (errorFile.empty()) {
-    // Deliberately closed, not the caller's: the command runs without standard error.
+    // Deliberately closed, not the caller's, on whose terminal a script's errors would appear.
     close(STDERR_FILENO);
     return;
   }
@@ -222,7 +222,7 @@ int execGetLines(std::list<std::string>& out, const char* command, int maxLines,
   const pid_t pid = fork();
   if (pid == 0) runChild(readEnd.number(), writeEnd.number(), errorFile, command);
   if (pid < 0) {
-    // Deliberately "exec" and the error text first.
+    // Deliberately "exec", and the error text first: the log is searched for it so.
     logEvent("MXL90005L", "failed to exec(%s):%s", strerror(errno), command);
   } else {
     Child child(pid, readEnd);
@@ -255,7 +255,7 @@ int execGetLine(const char* command, char* line) {
   PieceReader reader(fileno(output));
   std::string_view piece;
   for (bool first = true; reader.next(piece); first = false) {
-    // Deliberately unbounded: the caller's buffer holds a whole piece.
+    // Deliberately unbounded: callers hand a buffer for a whole piece and tell no size.
     if (first && line != nullptr) line[piece.copy(line, piece.size())] = '\0';
   }
   return exitCodeOf(pclose(output));
@@ -265,7 +265,7 @@ int exitStatus(int wstat) {
   constexpr int kStopped = 127;
   const int code = exitCodeOf(wstat);
   const int signal = wstat & 0x7f;
-  // Deliberately with blanks that line the three up.
+  // Deliberately with blanks, by which the three line up in the log.
   kSource.trace(573, "   WIFEXITED:%d WEXITSTATUS:%d", signal == 0 ? 1 : 0, code);
   kSource.trace(574, " WIFSIGNALED:%d    WTERMSIG:%d", signal != 0 && signal != kStopped ? 1 : 0,
                 signal);
@@ -297,8 +297,8 @@ std::string getCanonicalPath(std::string path) {
   bool first = true;
   for (const std::string& component : components) {
     if (component == "..") {
-      // Deliberately takes the root's empty component too: what climbs above the root is refused
-      // to be removed.
+      // Deliberately takes the root's empty component too: callers tell by the missing slash that a
+      // path climbs above the root.
       if (!kept.empty()) kept.pop_back();
     } else if (component != "." && (first || !component.empty())) {
       kept.push_back(component);
@@ -393,7 +393,7 @@ std::string retrieveExt2(const char* path) {
 bool isDir(const char* path) {
   struct stat status = {};
   if (path == nullptr || stat(path, &status) != 0) return false;
-  // Deliberately one bit of the type: block devices and sockets count as directories.
+  // Deliberately one bit of the type, so that each path is either this or a file.
   return (status.st_mode & kDirectoryBit) != 0;
 }
 
@@ -419,7 +419,7 @@ bool isAccessible(const char* path, int mode) {
   return access(path, mode) == 0;
 }
 
-// Deliberately read and execute, not execute alone.
+// Deliberately read and execute: the shell has to read a script that it runs.
 bool isExecutable(const char* path) { return isAccessible(path, R_OK | X_OK); }
 
 bool isExecutable(std::string path) { return isExecutable(path.c_str()); }
@@ -520,7 +520,7 @@ int splitKeyVal(const char* line, std::string& key, std::string& value) {
   if (equals != nullptr) {
     key.assign(line, equals);
     trim(key);
-    // Deliberately not trimmed: values may begin and end with blanks.
+    // Deliberately not trimmed: a value's own blanks belong to it.
     value = equals + 1;
   }
   return 1;
@@ -547,8 +547,8 @@ std::string quoteEsc(const char* text, char quote) {
 std::string quoteEsc(std::string text, char quote) { return quoteEsc(text.c_str(), quote); }
 
 std::string shellEsc(const char* text, int wild) {
-  // Deliberately without the semicolon, "!", "~", "=" and the line feed: commands that the tools
-  // build rely on these as they stand.
+  // Deliberately without the semicolon, "!", "~", "=" and the line feed: the tools' command lines
+  // are built with these as they stand.
   const std::string special = "\"'\t ()|<>&#^`{}$\\";
   return escape(text, '\\', wild != 0 ? special + "*?[]" : special);
 }
@@ -595,7 +595,7 @@ bool isNumeric(const char* text) {
     kSource.invalidParam(858);
     return false;
   }
-  // Deliberately true for the empty text.
+  // Deliberately true for the empty text: callers test for that themselves.
   return text[strspn(text, "0123456789")] == '\0';
 }
 
@@ -606,7 +606,7 @@ bool isAlpha(const char* text) {
     kSource.invalidParam(829);
     return false;
   }
-  // Deliberately true for the empty text.
+  // Deliberately true for the empty text: callers test for that themselves.
   for (; *text != '\0'; ++text) {
     if (isalpha(static_cast<unsigned char>(*text)) == 0) return false;
   }
@@ -765,7 +765,7 @@ int makeDir(std::string path, int recursive) {
   std::string prefix;
   for (const std::string& component : components) {
     prefix += "/" + component;
-    // A component that exists as a file is deliberately passed over.
+    // A component that exists as a file is deliberately passed over: CTemp tells files by itself.
     if (isDir(prefix) || isFile(prefix)) continue;
     if (mkdir(prefix.c_str(), kDirectoryMode) != 0) return -1;
   }
@@ -787,7 +787,7 @@ int dupDir(const char* src, const char* dst) {
     return 0;
   }
   if (isFile(dst)) {
-    // The wording is deliberate.
+    // The wording is deliberate: the log is searched for it.
     logEvent("MXL90001L", "destination:%s is already exist and it's file", dst);
     return 0;
   }
@@ -796,7 +796,7 @@ int dupDir(const char* src, const char* dst) {
     return 0;
   }
   const utimbuf times = {status.st_atime, status.st_mtime};
-  // Deliberately ignored: as far as the system lets it.
+  // Deliberately ignored, so that a tool without root's rights gets its directory too.
   std::ignore = utime(dst, &times);
   std::ignore = chown(dst, status.st_uid, status.st_gid);
   std::ignore = chmod(dst, status.st_mode & 07777);
@@ -804,7 +804,7 @@ int dupDir(const char* src, const char* dst) {
 }
 
 int rmTempFile(std::string path, int /*flag*/) {
-  // Deliberately the quoted form of the name.
+  // Deliberately the quoted form: callers pass names as they stood in a command line.
   return unlink(shellEsc(path, 0).c_str()) == 0 ? 0 : -1;
 }
 
@@ -893,8 +893,8 @@ int getDirFileSize(std::string dir, int& size, int patterns) {
   size = 0;
   if (dir.empty()) return -1;
   struct stat status = {};
-  // Deliberately the wrong way round: only what cannot be examined goes on. The buffer is zeroed,
-  // so that a failed call leaves neither a directory nor a size in it.
+  // Deliberately the wrong way round: callers count on -1 for whatever exists. The buffer is
+  // zeroed, so that a failed call leaves neither a directory nor a size in it.
   if (stat(dir.c_str(), &status) == 0) return -1;
 
   std::list<std::string> lines;
@@ -947,7 +947,7 @@ std::string acquireSamePrefix(std::list<std::string>& paths) {
       shared = components;
       continue;
     }
-    // Deliberately by position: a difference does not end the comparison.
+    // Deliberately by position: trees that differ in one level keep the levels below it.
     std::list<std::string> equal;
     auto component = components.begin();
     for (auto other = shared.begin(); other != shared.end() && component != components.end();
@@ -979,7 +979,7 @@ std::string localTime(const char* form, time_t t) {
 }  // namespace
 
 char* commas(long long value, std::string& out) {
-  // The sign deliberately counts as a digit.
+  // The sign deliberately counts as a digit: columns of numbers keep their width.
   constexpr size_t kGroup = 3;
   out = std::to_string(value);
   for (size_t at = out.size(); at > kGroup;) {
@@ -995,7 +995,8 @@ long getTimeStr(std::string& out, long t) {
   return t;
 }
 
-// Unlike the compact form, negative times deliberately mean now as well.
+// Unlike the compact form, negative times deliberately mean now as well: people are shown no date
+// from before 1970.
 std::string getTimeStr(long t) { return localTime(kDisplayTime, t <= 0 ? time(nullptr) : t); }
 
 int getFileDate(std::string path, std::string& out) {

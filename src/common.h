@@ -3,13 +3,16 @@
 /// @file
 /// The common library's free functions: command execution, paths, strings and values, file trees,
 /// file lists and sizes, time, numbers and console. The templates among them stand in
-/// common_template.h.
+/// common_template.h. `basename` for a lone `const char*` is the C library's, which
+/// <libgen.h> would replace by another; `getch` is in the way of <ncurses.h>, so that a source
+/// includes one of the two only.
 ///
 /// Most functions come in a character-pointer and a string form; the string form passes its
 /// characters to the pointer form. Unless said otherwise an int result is 0 for success and -1 for
 /// failure, a null argument gives the empty string, 0, -1 or false and an information line
 /// "invalid param" in the log, and nothing but exhausted memory throws (which ends the process
-/// while `execGetLines` removes the file of the error output). For use by one thread.
+/// while `execGetLines` removes the file of the error output). Any thread may call, one call into
+/// the library at a time.
 
 #include <cstdarg>
 #include <cstring>  // GNU basename
@@ -39,9 +42,17 @@
 ///
 /// Logged: a trace line before, two MXL90004L lines for every child, the trace lines of
 /// `exitStatus`, MXL90003L and MXL90005L when pipe or child cannot be made, MXL90006L (by the
-/// child) and MXL90007L when the error file cannot be opened. A failed exec is not logged; the
-/// child then ends through `exit(1)`, the caller's exit handlers included. No descriptor stays
-/// open.
+/// child) and MXL90007L when the error file cannot be opened. The log shows the command line, and
+/// others may read it: passwords do not belong into a command line.
+///
+/// A failed exec is not logged and gives no lines. The child then ends through `exit(1)`: it runs
+/// the caller's exit handlers and flushes the caller's streams; its standard output and standard
+/// error lead nowhere by then, others of the caller's streams are written a second time.
+///
+/// The child has the caller's environment, working directory and standard input. There is no time
+/// limit: the call waits for the end of the output, which a child in the background may hold, and
+/// of the command. No descriptor stays open. Without a child to be had the error file stays in
+/// "/tmp", since its removal takes a child as well.
 int execGetLines(std::list<std::string>& out, const char* command, int maxLines,
                  std::list<std::string>* errLines, int maxErrLines);
 
@@ -116,7 +127,7 @@ bool isExecutable(std::string path);
 bool isReadable(const char* path);
 bool isReadable(std::string path);
 
-/// True when `text`, which must not be null, holds one of * [ ] ?
+/// True when `text` holds one of * [ ] ?. It must not be null.
 bool hasWildCard(const char* text);
 bool hasWildCard(std::string text);
 
@@ -150,14 +161,14 @@ void toLowerStr(char* text);
 /// empty text outside of it. `line` must not be null.
 char* getValue(char* line);
 
-/// `split` (common_template.h) into a vector.
+/// `split` (common_template.h) into a vector. `delim` must not be null.
 int split(const char* text, const char* delim, std::vector<std::string>& out, int count);
 
 /// Splits at the first "=": `key` is trimmed, `value` is not. Both are empty when there is none.
 /// Returns 1; 0 for null.
 int splitKeyVal(const char* line, std::string& key, std::string& value);
 
-/// `text`, which must not be null, with every `quote` doubled.
+/// `text` with every `quote` doubled. It must not be null.
 std::string quoteEsc(const char* text, char quote);
 std::string quoteEsc(std::string text, char quote);
 
@@ -197,8 +208,7 @@ std::string getEnvValue(const char* name);
 /// `text` with references to environment variables replaced by their values, which are not
 /// replaced again: $NAME of letters, digits and "_" (no braces), and %NAME% of any characters; "%%"
 /// gives "%". A "$" before anything else stays, as does a "%" without a second one, with all that
-/// follows it. Undefined variables
-/// are empty. Null gives the empty string, unlogged.
+/// follows it. Undefined variables are empty. Null gives the empty string, unlogged.
 std::string replaceEnvValue(const char* text);
 
 /// The value of `key`, or an empty text. It belongs to `table`, which is not changed.
@@ -206,7 +216,8 @@ const char* lookupString(const std::map<std::string, std::string>& table, const 
 
 /// printf into a string, whole, in a buffer of 1024 bytes that doubles until the text fits. When
 /// memory for the next size cannot be had, the text is cut; a format that printf rejects gives what
-/// there is of it; null gives the empty string.
+/// there is of it; null gives the empty string, unlogged. The same from a va_list, which stays as
+/// it was.
 std::string format(const char* fmt, ...) __attribute__((format(printf, 1, 2)));
 std::string vformat(const char* fmt, va_list args) __attribute__((format(printf, 1, 0)));
 
@@ -255,7 +266,9 @@ int rmTempFile(char* path, int flag);
 /// directories among them, at any depth; directories themselves count nothing. A file that cannot
 /// be examined counts nothing and is logged as by `getFileSize`, with a trace line besides.
 ///
-/// Links are followed: what they lead to is counted as often as they lead there.
+/// Links are followed: what they lead to is counted as often as they lead there, and a link to a
+/// directory above it is followed until the system refuses the name. One directory is open at a
+/// time.
 long long getTotalFileSize(const std::list<std::string>& paths, int recursive);
 
 /// Kilobytes that "du -sk" prints for `dir`, 0 when it prints none; -1 for null, unlogged.
@@ -309,7 +322,7 @@ std::string getTimeStr(long t);
 int getFileDate(std::string path, std::string& out);
 
 /// Turns "YYYYMMDDhhmmss" into "YYYY/MM/DD hh:mm:ss" by position. `compact` holds 14 characters,
-/// `display` has room for 20 bytes; neither is checked. Returns 0.
+/// `display` has room for 20 bytes; neither is checked, and neither may be null. Returns 0.
 int convDate(const char* compact, char* display);
 
 /// Seconds since the epoch with microseconds, for differences.
@@ -323,5 +336,5 @@ int getch();
 int logList(std::string prefix, std::list<std::string>& lines);
 
 /// 1 for the first `limit` + 1 calls with this `key`, then 0. The calls are counted in `counts`, or
-/// when it is null in a map of the process that never forgets a key.
+/// when it is null in a map that lives until the process ends and never forgets a key.
 int atOnce(std::string key, std::map<std::string, int>* counts, int limit);
