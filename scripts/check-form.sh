@@ -18,6 +18,7 @@ build=build/release
 sources=$(git ls-files '*.cpp' '*.h')
 scripts=$(git ls-files '*.sh' .ci/run)
 product=$(git ls-files 'src/*.cpp' 'agent/*.cpp')
+others=$(git ls-files 'examples/*.cpp' 'scripts/*.cpp' 'tests/*.cpp')
 
 # Each version sets lines and finds faults of its own: the tree has the form of this one.
 version=19
@@ -48,4 +49,9 @@ done
 
 if has clang-tidy; then
   echo "$product" | xargs -n 4 -P 2 clang-tidy-$version --quiet -p "$build" 2>/dev/null
+  # Of all else only what a source uses and does not include.
+  if echo "$others" | xargs -n 4 -P 2 clang-tidy-$version --quiet -p "$build" \
+    --checks='-*,misc-include-cleaner' 2>/dev/null | grep 'no header providing'; then
+    exit 1
+  fi
 fi

@@ -4,14 +4,13 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstddef>
 #include <list>
-#include <new>
 #include <type_traits>
 
 #include "CMutex.h"
-#include "Memory.h"
 #include "Process.h"
 #include "Scratch.h"
 #include "common.h"

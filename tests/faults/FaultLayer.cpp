@@ -24,7 +24,9 @@
 #include <cerrno>
 #include <cstdarg>
 #include <new>
+#include <string>
 #include <string_view>
+#include <vector>
 
 namespace faults {
 namespace {

@@ -6,6 +6,7 @@
 // usage: fault_sweep [-v] [SCENARIO...]     -v shows every outcome
 
 #include <fcntl.h>
+#include <sys/ipc.h>
 #include <sys/mman.h>
 #include <sys/mount.h>
 #include <sys/resource.h>
@@ -26,11 +27,13 @@
 #include <fstream>
 #include <functional>
 #include <iostream>
+#include <list>
 #include <map>
 #include <new>
 #include <set>
 #include <sstream>
 #include <string>
+#include <system_error>
 #include <vector>
 
 #include "CDspMsg.h"
@@ -40,7 +43,9 @@
 #include "CMxlRmgLib.h"
 #include "CTemp.h"
 #include "FaultLayer.h"
+#include "ICMxlRmgLib.h"
 #include "MLog.h"
+#include "MsgTable.h"
 #include "Process.h"
 #include "Reports.h"
 #include "ResourceBridgeImpFile.h"
