@@ -33,11 +33,9 @@ STATEMENT = re.compile(r"^\s+(?!return|break|continue|throw|const |struct |stati
 CALL = re.compile(r"\b(\w+)\(([\w.\->\[\]]+), ([\w.\->\[\]]+)\)")
 
 # Changes that can have no effect are not made at all: the end of an argument list does nothing here,
-# room made at once only saves time, a function that is deleted is not called, an unused member of a
-# union has no size of its own, an attribute of a format only warns, and these calls do not tell their
-# arguments apart.
-WITHOUT_EFFECT = re.compile(r"^\s*(va_end\(|makeRoom\(|(result|fields|m_askedById)\.reserve\()|= delete;|^\s*semid_ds\* status;"
-                            r"|__attribute__\(\(format|\bkTypicalText\b")
+# a function that is deleted is not called, an unused member of a union has no size of its own, an
+# attribute of a format only warns, and these calls do not tell their arguments apart.
+WITHOUT_EFFECT = re.compile(r"^\s*va_end\(|= delete;|^\s*semid_ds\* status;|__attribute__\(\(format")
 SYMMETRIC = {"max", "min", "isSameFile"}
 # A buffer that is larger than needed shows nothing, so that buffers are made smaller.
 BUFFER = re.compile(r"^\s*[\w:]+ \w+\[[^\]]*$")
