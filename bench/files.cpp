@@ -92,13 +92,15 @@ const bool lists[] = {
              fts_close(walk);
              keep(out.size());
            }),
-    // The system calls alone: a name that is no directory leaves the list as it is.
+    // The system calls alone: each entry is examined.
     onFlat("getFileList, flat", "floor",
            [](const std::string& tree) {
              struct stat status = {};
              keep(stat(tree.c_str(), &status));
              DIR* dir = opendir(tree.c_str());
-             while (const dirent* entry = readdir(dir)) keep(entry);
+             while (const dirent* entry = readdir(dir)) {
+               keep(stat((tree + "/" + entry->d_name).c_str(), &status));
+             }
              closedir(dir);
            }),
 };

@@ -34,8 +34,6 @@ std::string& formatText(std::string& out, const char* id, const char* text, va_l
 
 ResourceBridge* creatMethod() { return new (std::nothrow) ResourceBridgeImpGettext; }
 
-CDspMsg::CDspMsg() = default;
-
 CDspMsg::~CDspMsg() { delete bridge; }
 
 int CDspMsg::init(const char* /*lang*/, std::string /*file*/) {

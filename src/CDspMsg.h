@@ -14,7 +14,7 @@
 /// for, and of types that may be passed to printf; a va_list goes with an ID that is a const char*.
 class CDspMsg {
  public:
-  CDspMsg();
+  CDspMsg() = default;
   virtual ~CDspMsg();
 
   CDspMsg(const CDspMsg&) = delete;

@@ -124,8 +124,6 @@ int lookUp(const std::string& command, char* out) {
 
 }  // namespace
 
-CEnvConf::CEnvConf() = default;
-
 CEnvConf::~CEnvConf() = default;
 
 bool CEnvConf::init() {

@@ -10,7 +10,7 @@
 /// keyword that is not there is entered with an empty value. Before `init` the table is empty.
 class CEnvConf {
  public:
-  CEnvConf();
+  CEnvConf() = default;
   virtual ~CEnvConf();
 
   /// Reads the file that "MOXEL_CONF" names, or when that is empty

@@ -16,22 +16,11 @@ constexpr int kNoFunctionEntry = 33;
 
 }  // namespace
 
-CMxlRmgLib::CMxlRmgLibException::CMxlRmgLibException(int code) : m_code(code) {}
-
-CMxlRmgLib::CMxlRmgLibException::~CMxlRmgLibException() = default;
-
 int CMxlRmgLib::CMxlRmgLibException::code() const { return m_code; }
-
-CMxlRmgLib::FailRM_StartCommException::FailRM_StartCommException(int code)
-    : CMxlRmgLibException(code) {}
-
-CMxlRmgLib::FailRM_StartCommException::~FailRM_StartCommException() = default;
 
 const char* CMxlRmgLib::FailRM_StartCommException::what() const noexcept {
   return "FailRM_StartCommException";
 }
-
-CMxlRmgLib::CMxlRmgLib() = default;
 
 CMxlRmgLib::~CMxlRmgLib() {
   if (m_startedCom) CMxlRmgLib::stopCom();

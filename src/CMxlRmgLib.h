@@ -18,8 +18,7 @@ class CMxlRmgLib : public CMxlRmgLibImpl, public ICMxlRmgLib, public IExtVekErro
   class CMxlRmgLibException : public std::exception {
    public:
     /// `code` is the agent's result.
-    explicit CMxlRmgLibException(int code);
-    ~CMxlRmgLibException() override;
+    explicit CMxlRmgLibException(int code) : m_code(code) {}
 
     /// The agent's result.
     virtual int code() const;
@@ -32,16 +31,14 @@ class CMxlRmgLib : public CMxlRmgLibImpl, public ICMxlRmgLib, public IExtVekErro
   /// "FailRM_StartCommException".
   class FailRM_StartCommException : public CMxlRmgLibException {
    public:
-    /// `code` is the agent's result.
-    explicit FailRM_StartCommException(int code);
-    ~FailRM_StartCommException() override;
+    using CMxlRmgLibException::CMxlRmgLibException;
 
     /// "FailRM_StartCommException".
     const char* what() const noexcept override;
   };
 
   /// Makes no agent call.
-  CMxlRmgLib();
+  CMxlRmgLib() = default;
 
   /// Stops communication when `startCom` started it and nobody stopped it. Anything that escapes
   /// from that ends the run through the termination handler.

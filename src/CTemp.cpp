@@ -83,24 +83,20 @@ bool makeTempFile(std::string& path, const char* prefix, const char* dir, int* f
 
 }  // namespace
 
-CTemp::CTemp() = default;
-
 CTemp::~CTemp() { delTempFile(nullptr); }
 
 int CTemp::getTempFile(std::string& path, const char* prefix, const char* dir, int* fd) {
-  int made = 0;
-  for (int attempt = 0; attempt < kAttempts && made != 1; ++attempt) {
-    made = getTemp_sub(path, prefix, dir, fd, kTypeFile);
+  for (int attempt = 0; attempt < kAttempts; ++attempt) {
+    if (getTemp_sub(path, prefix, dir, fd, kTypeFile) == 1) return 1;
   }
-  return made;
+  return 0;
 }
 
 int CTemp::getTempDir(std::string& path, const char* prefix, const char* dir) {
-  int made = 0;
-  for (int attempt = 0; attempt < kAttempts && made != 1; ++attempt) {
-    made = getTemp_sub(path, prefix, dir, nullptr, kTypeDirectory);
+  for (int attempt = 0; attempt < kAttempts; ++attempt) {
+    if (getTemp_sub(path, prefix, dir, nullptr, kTypeDirectory) == 1) return 1;
   }
-  return made;
+  return 0;
 }
 
 int CTemp::getTemp_sub(std::string& path, const char* prefix, const char* dir, int* fd, int type) {

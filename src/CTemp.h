@@ -11,7 +11,7 @@
 /// thread.
 class CTemp {
  public:
-  CTemp();
+  CTemp() = default;
 
   /// Removes what is left, as `delTempFile(nullptr)` does, and forgets it in any case. Memory that
   /// is exhausted meanwhile ends the process.

@@ -12,8 +12,6 @@ bool isVekExist() {
   return (status.st_mode & kDirectoryBit) == 0;
 }
 
-ICMxlRmgLib::ICMxlRmgLib() = default;
-
 ICMxlRmgLib::~ICMxlRmgLib() = default;
 
 bool ICMxlRmgLib::isKardoInstalled() {

@@ -13,7 +13,7 @@ bool isVekExist();
 /// library is linked, so loading and unloading do nothing.
 class ICMxlRmgLib {
  public:
-  ICMxlRmgLib();
+  ICMxlRmgLib() = default;
   virtual ~ICMxlRmgLib();
 
   /// Keeps and returns the result of `isVekExist`.

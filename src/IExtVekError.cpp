@@ -32,8 +32,6 @@ void writeCodes(std::ostream& out, int rmCode, int ssCode) {
 
 }  // namespace
 
-IExtVekError::IExtVekError() = default;
-
 IExtVekError::~IExtVekError() = default;
 
 void IExtVekError::clearError() {
@@ -52,14 +50,9 @@ const char* IExtVekError::getLastSmtpMsg() { return m_lastSmtpMsg; }
 int IExtVekError::getLastSSErrType() { return m_ssErrType; }
 
 const char* IExtVekError::getLastSSErrTypeStr() {
-  switch (getLastSSErrType()) {
-    case kTypeSmtp:
-      return "SMTP";
-    case kTypeHttp:
-      return "HTTP";
-    default:
-      return "";
-  }
+  const int type = getLastSSErrType();
+  if (type == kTypeSmtp) return "SMTP";
+  return type == kTypeHttp ? "HTTP" : "";
 }
 
 int IExtVekError::getLastSSErrCode() { return m_ssErrCode; }

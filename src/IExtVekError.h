@@ -14,7 +14,7 @@ struct EXTERR;
 /// turns itself into four lines for machines, an explanation in Japanese (EUC-JP) for people and
 /// one line for logs. No operation reports an error. Where a derived class's getter gives null, the
 /// text ends before it, and the stream of the four lines fails. A message that it gives must end in
-/// a zero byte; only the record's own is bounded by its buffer.
+/// a zero byte: another record's full buffer is read past its end.
 class IExtVekError {
  public:
   /// Size of the server message in bytes. A message of that length or more fills it without a
@@ -22,7 +22,7 @@ class IExtVekError {
   static constexpr int kMessageBytes = 256;
 
   /// All codes 0, message and text empty.
-  IExtVekError();
+  IExtVekError() = default;
   virtual ~IExtVekError();
 
   /// Performs the exchange and fills the record; supplied by the record's owner.

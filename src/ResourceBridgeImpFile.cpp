@@ -27,8 +27,6 @@ const char* fileFor(const char* lang) {
 
 }  // namespace
 
-ResourceBridgeImpFile::ResourceBridgeImpFile() = default;
-
 ResourceBridgeImpFile::~ResourceBridgeImpFile() = default;
 
 int ResourceBridgeImpFile::load(const char* lang, std::string file) {

@@ -13,7 +13,7 @@
 /// own. The bytes are taken as they are, EUC-JP in the Japanese file.
 class ResourceBridgeImpFile : public ResourceBridge {
  public:
-  ResourceBridgeImpFile();
+  ResourceBridgeImpFile() = default;
   ~ResourceBridgeImpFile() override;
 
   /// Reads `file`, or when that is empty "/opt/kardo/moxel/lib/locale/moxel_msg.ja" for a `lang`

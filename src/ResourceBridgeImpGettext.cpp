@@ -17,8 +17,6 @@ constexpr char kCatalogues[] = "/usr/share/locale";
 
 }  // namespace
 
-ResourceBridgeImpGettext::ResourceBridgeImpGettext() = default;
-
 ResourceBridgeImpGettext::~ResourceBridgeImpGettext() { delete resource; }
 
 int ResourceBridgeImpGettext::load(const char* /*lang*/, std::string /*file*/) {

@@ -10,7 +10,7 @@
 /// is empty.
 class ResourceBridgeImpGettext : public ResourceBridge {
  public:
-  ResourceBridgeImpGettext();
+  ResourceBridgeImpGettext() = default;
   ~ResourceBridgeImpGettext() override;
 
   ResourceBridgeImpGettext(const ResourceBridgeImpGettext&) = delete;

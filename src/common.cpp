@@ -47,11 +47,7 @@ constexpr size_t kPieceBytes = 1024;
 constexpr size_t kReadBytes = 64 << 10;
 constexpr mode_t kDirectoryMode = 0755;
 
-}  // namespace
-
 // ---- Command execution ---------------------------------------------------------------------
-
-namespace {
 
 // Reads a descriptor in the pieces that fgets would give with a buffer of 1024 bytes, and goes on
 // where a signal interrupts a read.
@@ -91,10 +87,10 @@ class PieceReader {
     std::memmove(m_buffer, m_buffer + m_begin, m_end - m_begin);
     m_end -= m_begin;
     m_begin = 0;
-    ssize_t count = -1;
-    do {
-      count = read(m_descriptor, m_buffer + m_end, sizeof m_buffer - m_end);
-    } while (count == -1 && errno == EINTR);
+    ssize_t count = 0;
+    while ((count = read(m_descriptor, m_buffer + m_end, sizeof m_buffer - m_end)) == -1 &&
+           errno == EINTR) {
+    }
     if (count <= 0) return false;
     m_end += static_cast<size_t>(count);
     return true;
@@ -454,8 +450,6 @@ namespace {
 
 bool isSpace(char c) { return isspace(static_cast<unsigned char>(c)) != 0; }
 
-bool isNameCharacter(char c) { return isalnum(static_cast<unsigned char>(c)) != 0 || c == '_'; }
-
 }  // namespace
 
 void trim(char* text) {
@@ -642,7 +636,7 @@ std::string replaceEnvValue(const char* text) {
     const char mark = *text++;
     if (mark == '$') {
       std::string name;
-      while (isNameCharacter(*text)) name += *text++;
+      while (isalnum(static_cast<unsigned char>(*text)) != 0 || *text == '_') name += *text++;
       result += name.empty() ? "$" : getEnvValue(name.c_str());
     } else if (mark == '%') {
       const char* end = strchr(text, '%');
