@@ -1,9 +1,8 @@
 # Runs before a package is made from the staged files, for each format.
 
-# The log directory is no part of the DEB: its postinst makes it (see there).
-if(CPACK_GENERATOR STREQUAL "DEB")
-  file(REMOVE_RECURSE ${CPACK_TEMPORARY_DIRECTORY}/moxel/var)
-else()
+# The log directory is no part of the packages: their scripts make it (see there).
+file(REMOVE_RECURSE ${CPACK_TEMPORARY_DIRECTORY}/moxel/var)
+if(CPACK_GENERATOR STREQUAL "RPM")
   file(REMOVE_RECURSE ${CPACK_TEMPORARY_DIRECTORY}/moxel/usr/share/lintian)
 endif()
 

@@ -10,6 +10,7 @@ source=$1
 build=$2
 scratch=$(mktemp -d)
 trap 'rm -rf "$scratch"' EXIT
+trap 'exit 1' HUP INT TERM
 
 # shellcheck source=tests/support/shell.sh
 . "$(dirname "$0")/support/shell.sh"
@@ -81,7 +82,10 @@ version=$(sed -n 's/^project(moxel VERSION \([0-9.]*\) .*/\1/p' "$source/CMakeLi
 for page in "$source"/man/*.[0-9] "$source"/man/ja/*.[0-9]; do
   equal "\"moxel $version\"" "$(grep -o '^\.TH .*' "$page" | grep -o '"moxel [^"]*"')" "the version of $page"
 done
-equal "$version" "$(sed -n 's/^"Project-Id-Version: moxel \(.*\)\\n"$/\1/p' "$source/po/ja.po")" "the version of ja.po"
+for language in en ja; do
+  equal "$version" "$(sed -n 's/^"Project-Id-Version: moxel \(.*\)\\n"$/\1/p' "$source/po/$language.po")" \
+    "the version of $language.po"
+done
 equal "moxel ($version)" "$(head -n 1 "$source/packaging/changelog" | grep -o '^[^)]*)')" \
   "the version of the changelog"
 

@@ -10,6 +10,7 @@ scratch=$(mktemp -d)
 # Modes do not depend on the mask of who installs.
 umask 077
 trap 'rm -rf "$scratch"' EXIT
+trap 'exit 1' HUP INT TERM
 
 # shellcheck source=tests/support/shell.sh
 . "$(dirname "$0")/support/shell.sh"
@@ -30,6 +31,7 @@ cat >"$scratch/expected" <<END
 644 usr/share/doc/moxel/changelog.gz
 644 usr/share/doc/moxel/copyright
 644 usr/share/lintian/overrides/moxel
+644 usr/share/locale/en/LC_MESSAGES/moxel.mo
 644 usr/share/locale/ja/LC_MESSAGES/moxel.mo
 644 usr/share/man/ja/man3/libmoxel.3.gz
 644 usr/share/man/ja/man5/moxel-messages.5.gz
@@ -108,6 +110,16 @@ for codeset in UTF-8 EUC-JP; do
   }
   equal "送信済み" "$(in_japanese "Sent")" "the English row in $codeset"
   equal "$japanese" "$(in_japanese "$japanese")" "the Japanese row in $codeset"
+done
+# In English the Japanese row has an English text, and an English one stays as it is, also where
+# Japanese is the second choice.
+quietly localedef -i en_US -f UTF-8 "$LOCPATH/en_US.UTF-8"
+for language in en en:ja; do
+  in_english() {
+    LC_ALL=en_US.UTF-8 LANGUAGE=$language gettext moxel "$(echo "$1" | iconv -f UTF-8 -t EUC-JP)"
+  }
+  equal "Select (%s, 'Enter' Key) :" "$(in_english "$japanese")" "the Japanese row with LANGUAGE=$language"
+  equal "Sent" "$(in_english "Sent")" "the English row with LANGUAGE=$language"
 done
 
 # ---- What a developer gets ---------------------------------------------------------------------

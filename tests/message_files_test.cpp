@@ -31,12 +31,12 @@ std::string conversions(const std::string& text) {
   return found;
 }
 
-// The catalogue's own texts, in EUC-JP, by the table's.
-std::map<std::string, std::string> catalogue() {
+// A catalogue's own texts, in EUC-JP, by the table's.
+std::map<std::string, std::string> catalogue(const std::string& language) {
   Scratch scratch;
   const std::string text = scratch.file("text");
-  EXPECT_EQ(system(("msgunfmt --no-wrap '" MOXEL_BUILD_DIR "/locale/ja/LC_MESSAGES/moxel.mo' >" +
-                    text + " 2>/dev/null")
+  EXPECT_EQ(system(("msgunfmt --no-wrap '" MOXEL_BUILD_DIR "/locale/" + language +
+                    "/LC_MESSAGES/moxel.mo' >" + text + " 2>/dev/null")
                        .c_str()),
             0);
   std::map<std::string, std::string> texts;
@@ -74,7 +74,7 @@ TEST(MessageFiles, TheCFileHasTheTablesTexts) {
 }
 
 TEST(MessageFiles, TheJapaneseFileHasTheCataloguesTexts) {
-  const auto texts = catalogue();
+  const auto texts = catalogue("ja");
   ResourceBridgeImpFile bridge;
   ASSERT_EQ(bridge.load(nullptr, MOXEL_BUILD_DIR "/moxel_msg.ja"), 0);
   for (const MSG_TABLE* row = gMsgTable; row->number != kMsgTableEnd; ++row) {
@@ -91,6 +91,24 @@ TEST(MessageFiles, TranslationsHaveTheConversionsOfTheirOriginals) {
   for (const MSG_TABLE* row = gMsgTable; row->number != kMsgTableEnd; ++row) {
     EXPECT_EQ(conversions(bridge.getText(row->id)), conversions(row->text)) << row->id;
   }
+}
+
+TEST(MessageFiles, TheEnglishCatalogueHasEveryRowInEnglish) {
+  const auto isEnglish = [](const std::string& text) {
+    return std::all_of(text.begin(), text.end(),
+                       [](char c) { return static_cast<signed char>(c) > 0; });
+  };
+  const auto texts = catalogue("en");
+  for (const MSG_TABLE* row = gMsgTable; row->number != kMsgTableEnd; ++row) {
+    ASSERT_EQ(texts.count(row->text), 1u) << row->id;
+    const std::string& text = texts.at(row->text);
+    EXPECT_TRUE(isEnglish(text)) << row->id;
+    if (isEnglish(row->text)) {
+      EXPECT_EQ(text, row->text) << row->id;
+    }
+    EXPECT_EQ(conversions(text), conversions(row->text)) << row->id;
+  }
+  EXPECT_EQ(texts.size(), 276u);
 }
 
 TEST(MessageFiles, TheFilesHoldTheMessagesAndNothingElse) {

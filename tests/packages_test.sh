@@ -119,6 +119,13 @@ END
   listing >"$scratch/after"
   same "$scratch/before" "$scratch/after" "the second purge leaves something"
 
+  # A purge takes the set's own logs, not those of other tools beside them.
+  dpkg_here -i "$packages/moxel_2.0.0_amd64.deb"
+  for file in moxel.log moxel.bak other.log; do echo line >"$log/$file"; done
+  dpkg_here -P moxel
+  equal other.log "$(ls "$log")" "what a purge leaves of the logs"
+  rm -r "$root/var/log/kardo"
+
   # What a developer gets, for the tools that are built below.
   dpkg_here -i "$packages/moxel-dev_2.0.0_amd64.deb"
   mkdir "$scratch/system"
@@ -144,13 +151,16 @@ rpm_life() {
   equal "directory 755 0" "$(stat -c '%F %a %u' "$log")" "the log directory of the RPM"
   echo 'BigLimit=1mb' >>"$conf"
   cp "$conf" "$scratch/written"
+  # An update keeps the rights that an administrator gave the log directory.
+  chmod 750 "$log"
   rpm_here -U "$packages/next.rpm"
+  equal "directory 750 0" "$(stat -c '%F %a %u' "$log")" "the log directory after an update"
   exists "$conf.rpmnew" "the configuration that the RPM of the next version brings"
   same "$scratch/written" "$conf" "an upgrade of the RPM changes the configuration"
   rpm_here -e moxel
   exists "$log" "after erasing"
   same "$scratch/written" "$conf.rpmsave" "erasing takes the configuration"
-  equal "directory 755 0" "$(stat -c '%F %a %u' "$log")" "the log directory after erasing"
+  equal "directory 750 0" "$(stat -c '%F %a %u' "$log")" "the log directory after erasing"
   rm "$conf.rpmsave" "$conf.rpmnew"
   # Directories that other packages own stay in a root without these.
   listing | grep -v '^d' >"$scratch/after"
@@ -160,6 +170,8 @@ rpm_life() {
 
 # packages_test.sh --inside SCRATCH BUILD: called by this script itself.
 if [ "$1" = --inside ]; then
+  # shellcheck source=scripts/inside.sh
+  . "$(dirname "$0")/../scripts/inside.sh"
   scratch=$2
   build=$3
   packages=$scratch/packages
@@ -175,6 +187,7 @@ scratch=$(mktemp -d)
 TMPDIR=$scratch
 export TMPDIR
 trap 'rm -rf "$scratch"' EXIT
+trap 'exit 1' HUP INT TERM
 packages=$scratch/packages
 
 # ---- Two builds of one commit ------------------------------------------------------------------
@@ -245,12 +258,10 @@ equal /opt/kardo/moxel/etc/moxel.conf "$(dpkg-deb -I moxel_2.0.0_amd64.deb conff
 rpm -qp --qf '[%{FILEFLAGS} %{FILENAMES}\n]' $rpm | grep ' /opt/' >"$scratch/flags"
 equal '17 /opt/kardo/moxel/etc/moxel.conf' "$(grep -v '^0 ' "$scratch/flags")" \
   "%config(noreplace) of the RPM"
-equal "40755 /var/log/kardo
-40755 /var/log/kardo/moxel
-40755 /var/log/kardo/moxel/log" \
-  "$(rpm -qp --qf '[%{FILEMODES:octal} %{FILENAMES}\n]' $rpm | grep ' /var/')" \
-  "the RPM's log directory"
-equal postuninstall "$(rpm -qp --scripts $rpm | sed -n 's/ scriptlet.*//p')" "the RPM's scripts"
+equal "" "$(rpm -qpl $rpm | grep '^/var')" "what the RPM has below /var, which its script makes"
+equal "* Sat Nov 21 2026 moxel developers <maintainers@moxel.example.com> - 2.0.0-1" \
+  "$(rpm -qp --changelog $rpm | head -n 1)" "the RPM's change log"
+equal postinstall "$(rpm -qp --scripts $rpm | sed -n 's/ scriptlet.*//p')" "the RPM's scripts"
 equal "" "$(rpm -qp --scripts moxel-dev-2.0.0-1.x86_64.rpm)" "the scripts of the RPM moxel-dev"
 
 quietly lintian --fail-on error,warning ./*_2.0.0_*.deb

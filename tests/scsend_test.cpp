@@ -615,6 +615,28 @@ std::string lineWith(const std::string& text, const std::string& word) {
   return text.substr(begin, text.find('\n', at) - begin);
 }
 
+// The command's instructions.
+std::string disassembly() {
+  Scratch scratch;
+  const std::string output = scratch.file("output");
+  EXPECT_EQ(system(("objdump -d '" MOXEL_BUILD_DIR "/scsend' >" + output).c_str()), 0);
+  return readFile(output);
+}
+
+TEST(CommandFile, GuardsItsStackAndItsJumps) {
+#if defined(__x86_64__)
+  if (!MOXEL_HARDENED) GTEST_SKIP() << "a build for measurement only";
+  const std::string code = disassembly();
+  // A frame of 64 KB touches each of its pages, and the entry is a marked target.
+  EXPECT_NE(lineWith(code, "$0x0,(%rsp)"), "");
+  const std::string entry = code.substr(code.find("<main>:"));
+  EXPECT_NE(entry.substr(0, entry.find('\n', entry.find('\n') + 1)).find("endbr64"),
+            std::string::npos);
+#else
+  GTEST_SKIP() << "of x86-64 only";
+#endif
+}
+
 TEST(CommandFile, IsHardened) {
   if (!MOXEL_HARDENED) GTEST_SKIP() << "a build for measurement only";
   const std::string header = readelf("-h");
