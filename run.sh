@@ -49,13 +49,11 @@ show() {
   fi
 }
 
-# run.sh --inside STAGE MOUNTS: called by this script itself, in mounts other than MOUNTS.
+# run.sh --inside STAGE: called by this script itself.
 if [ "${1:-}" = --inside ]; then
+  # shellcheck source=scripts/inside.sh
+  . scripts/inside.sh
   stage=$2
-  if [ "$(readlink /proc/self/ns/mnt)" = "$3" ]; then
-    echo "run.sh: --inside is for the script itself" >&2
-    exit 2
-  fi
   install_here "$stage"
 
   show "in operation, the configuration is sent" 0
@@ -88,6 +86,7 @@ cmake --build "$build" --target scsend vekcom_substitute >/dev/null
 
 stage=$(mktemp -d)
 trap 'rm -rf "$stage"' EXIT
+trap 'exit 1' HUP INT TERM
 cp "$build/scsend" "$build/libvekcom.so.2.0" examples/scsend.sh "$stage"
 
 # Mounts and semaphores of its own; without root also a user namespace in which it is root.
@@ -112,4 +111,4 @@ for variable in $(env | sed -n 's/^\(\(VEKCOM\|MOXEL\)_[A-Z_]*\)=.*/\1/p'); do
   unset "$variable"
 done
 # shellcheck disable=SC2086 # a list of options
-unshare $namespaces sh "$top/run.sh" --inside "$stage" "$(readlink /proc/self/ns/mnt)"
+unshare $namespaces sh "$top/run.sh" --inside "$stage"

@@ -45,6 +45,7 @@ step "shuffled order, in one process"
 step "the library and the command alone, in an empty directory"
 alone=$(mktemp -d)
 trap 'rm -rf "$alone"' EXIT
+trap 'exit 1' HUP INT TERM
 cmake -S . -B "$alone" -DBUILD_TESTING=OFF >/dev/null
 cmake --build "$alone" --target moxel scsend >/dev/null
 ls "$alone/libmoxel.a" "$alone/scsend" "$alone/libvekcom.so.2.0"

@@ -89,6 +89,8 @@ measure() {
 }
 
 if [ "${1:-}" = --inside ]; then
+  # shellcheck source=scripts/inside.sh
+  . "$top/scripts/inside.sh"
   # The tree may lie below /tmp, which is covered next.
   mount --bind "$top" /mnt
   build=/mnt/build/bench

@@ -24,6 +24,7 @@ includes() {
 if [ "${1:-}" = --check ]; then
   drawn=$(mktemp)
   trap 'rm -f "$drawn"' EXIT
+  trap 'exit 1' HUP INT TERM
   sed -n 's/^<title>\(.*\)&#45;&gt;\(.*\)<\/title>$/\1 \2/p' docs/modules.svg | sort -u >"$drawn"
   if ! includes | diff "$drawn" -; then
     echo "modules.sh: docs/modules.svg is not the picture of the includes; run docs/modules.sh" >&2

@@ -25,6 +25,7 @@ esac
 outbox=${OUTBOX:-/opt/kardo/moxel/outbox}
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
+trap 'exit 1' HUP INT TERM
 facts=$work/configuration
 mkdir "$facts"
 mkdir -p "$outbox"

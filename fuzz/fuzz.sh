@@ -30,6 +30,7 @@ done
 
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
+trap 'exit 1' HUP INT TERM
 # No log: its directory is missing.
 MOXEL_LOG=$work/none/moxel.log
 LC_ALL=C

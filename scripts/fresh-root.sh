@@ -33,12 +33,10 @@ enter() {
   umount -l old
 }
 
-# fresh-root.sh --inside ROOT USER COMMAND: called by this script itself, as process 1.
+# fresh-root.sh --inside ROOT USER COMMAND: called by this script itself.
 if [ "${1:-}" = --inside ]; then
-  if [ $$ != 1 ]; then
-    echo "fresh-root.sh: --inside is for the script itself" >&2
-    exit 2
-  fi
+  # shellcheck source=scripts/inside.sh
+  . "$(dirname "$0")/inside.sh"
   enter "$2"
   home=$(getent passwd "$3" | cut -d : -f 6)
   cd "$home/moxel"

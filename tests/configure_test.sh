@@ -13,6 +13,7 @@ namespaces="--mount"
 [ "$(id -u)" = 0 ] || namespaces="--user --map-root-user --mount"
 scratch=$(mktemp -d)
 trap 'rm -rf "$scratch"' EXIT
+trap 'exit 1' HUP INT TERM
 
 # Hides files and directories under empty ones; nobody can execute the file.
 touch "$scratch/file"

@@ -17,6 +17,7 @@ build=$PWD/build/debug
 tests=$PWD/tests
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
+trap 'exit 1' HUP INT TERM
 mkdir "$work/empty"
 cd "$work/empty"
 

@@ -20,6 +20,8 @@ case ${1:-} in
 esac
 
 if [ "${1:-}" = --inside ]; then
+  # shellcheck source=scripts/inside.sh
+  . "$(dirname "$0")/../../scripts/inside.sh"
   top=$2
   # The tree first into a mount of its own, since what lies below /tmp is covered next.
   mount -t tmpfs none /mnt
