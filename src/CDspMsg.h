@@ -20,9 +20,9 @@ class CDspMsg {
   CDspMsg(const CDspMsg&) = delete;
   CDspMsg& operator=(const CDspMsg&) = delete;
 
-  /// Loads the compiled-in texts in the language of the environment; both arguments are
-  /// deliberately ignored. Returns 0 whatever loading gave; -1 when there is no memory for the
-  /// bridge.
+  /// Loads the compiled-in texts in the language of the environment. Both arguments are
+  /// deliberately ignored: the user's language counts, not the tool's. Returns 0 whatever loading
+  /// gave; -1 when there is no memory for the bridge.
   int init(const char* lang, std::string file);
 
   /// Prints the ID on a line of its own if the kind asks for it, the text, and a line feed. Returns
@@ -80,7 +80,7 @@ class CDspMsg {
 };
 
 /// A new bridge to the compiled-in texts, which the caller owns; null when there is no memory for
-/// it. The name is spelt deliberately so.
+/// it. The name is spelt deliberately so: tools call it by this name.
 ResourceBridge* creatMethod();
 
 /// The message display of the process. A tool calls `gMsg.init` at its start, before `gEnv.init`,

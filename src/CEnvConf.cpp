@@ -223,7 +223,6 @@ void CEnvConf::limitTransmission() {
 }
 
 void CEnvConf::dump() {
-  if (!gLog.isTracing()) return;
   for (const char* keyword : kDumped) gLog.tlog("%-19s: %s", keyword, C(m_values[keyword]));
   gLog.tlog("machine type : BORKA");
 }
@@ -259,8 +258,7 @@ int CEnvConf::convValueInt(char* value) {
   const bool megabytes = strcmp(unit, "mb") == 0;
   if (!megabytes && strcmp(unit, "kb") != 0) return 0;
   *unit = '\0';
-  // Digits of "kb" deliberately stay as they are written, for tools that show the setting as it
-  // was.
+  // Digits of "kb" deliberately stay as they are written, leading zeros included.
   if (megabytes) {
     const unsigned kilobytes = static_cast<unsigned>(numberOf(value)) << kKbPerMbBits;
     writeNumber(value, static_cast<int>(kilobytes));

@@ -89,7 +89,7 @@ class CEnvConf {
   void dump();
 
   std::map<std::string, std::string> m_values;
-  std::string m_spare;  // deliberately unused and empty
+  std::string m_spare;  // deliberately unused and empty: tools are built with this size
 };
 
 /// The configuration of the process.

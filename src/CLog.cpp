@@ -90,7 +90,8 @@ class Lock {
   bool m_taken;
 };
 
-// Whether the process may make the file longer by `bytes`. A write beyond its limit would kill it.
+// Whether the limit of file sizes leaves room for `bytes` more. A write beyond it would raise
+// SIGXFSZ.
 bool hasRoom(int file, size_t bytes) {
   rlimit limit = {};
   if (getrlimit(RLIMIT_FSIZE, &limit) != 0 || limit.rlim_cur == RLIM_INFINITY) return true;
@@ -98,22 +99,20 @@ bool hasRoom(int file, size_t bytes) {
   return end == -1 || static_cast<rlim_t>(end) + bytes <= limit.rlim_cur;
 }
 
-// Appends the line in one write. Of a line for which the disk has no room, what was written goes
-// again, unless somebody has written behind it.
+// Appends the line, in one write as a rule. If it cannot be finished, its bytes are removed, unless
+// somebody has written behind them.
 void appendLine(int file, const std::string& line) {
-  if (!hasRoom(file, line.size())) return;
-  ssize_t count = write(file, line.data(), line.size());
-  auto written = static_cast<size_t>(count);
-  if (count <= 0 || written == line.size()) return;
-
-  const off_t begin = lseek(file, 0, SEEK_CUR) - count;
-  while (written < line.size() &&
-         (count = write(file, line.data() + written, line.size() - written)) > 0) {
+  off_t begin = -1;
+  size_t written = 0;
+  while (written < line.size() && hasRoom(file, line.size() - written)) {
+    const ssize_t count = write(file, line.data() + written, line.size() - written);
+    if (count <= 0) break;
     written += static_cast<size_t>(count);
+    if (written == line.size()) return;
+    if (begin == -1) begin = lseek(file, 0, SEEK_CUR) - count;
   }
   const off_t end = begin + static_cast<off_t>(written);
-  if (written < line.size() && lseek(file, 0, SEEK_END) == end)
-    std::ignore = ftruncate(file, begin);
+  if (begin >= 0 && lseek(file, 0, SEEK_END) == end) std::ignore = ftruncate(file, begin);
 }
 
 bool isSameFile(const struct stat& a, const struct stat& b) {
@@ -127,8 +126,8 @@ void rotate(const std::string& path) {
   const std::string backup =
       format("%s/%s.bak", parentPath(path).c_str(), retrieveName2(path.c_str()).c_str());
   const bool renamed = rename(path.c_str(), backup.c_str()) == 0;
-  // Behind a rename that worked there deliberately is nothing to truncate: what stands there again
-  // by then holds another tool's lines. Where both names were one file's, it is emptied.
+  // After a successful rename deliberately nothing is truncated: a file that is there again holds
+  // another tool's lines. Only where both names were one file's is it emptied.
   struct stat left = {};
   const bool inPlace = !renamed || (stat(path.c_str(), &left) == 0 && isSameFile(left, status));
   if (inPlace) std::ignore = truncate(path.c_str(), 0);

@@ -9,7 +9,7 @@
 /// Each line of the file takes the semaphore of the log's directory, so writers in different
 /// processes never mix. Nothing stays open between lines. The log never fails towards its caller
 /// and never throws: a line that cannot be written is lost, silently. `errno` is kept. Command
-/// lines go into the log, whose file others may read: passwords do not belong into them.
+/// lines go into the log, whose file others may read: do not put passwords on a command line.
 class CLog {
  public:
   /// Takes the log file from "MOXEL_LOG" if that is set, even to the empty text, else
@@ -23,8 +23,8 @@ class CLog {
   /// To be called once by each tool at its start, with the path it was started by (not null), whose
   /// last component names it to the system logger. A log file above 512000 bytes is renamed to its
   /// name without extension and ".bak", over an older one; where that fails, or both names are one
-  /// file's, it is emptied instead. A file that another tool has begun behind a rename that worked
-  /// is left alone. Returns 0 whatever happens.
+  /// file's, it is emptied instead. After a successful rename, a file that another tool has begun
+  /// meanwhile is left alone. Returns 0 whatever happens.
   int init(const char* program);
 
   /// Writes one line, as it stands.
@@ -35,13 +35,14 @@ class CLog {
 
   /// Appends one line: local time as "YYYY/MM/DD hh:mm:ss", process ID in five columns, the
   /// formatted text, a line feed. The line is lost when the lock cannot be made or taken, when the
-  /// file cannot be opened, or when the process's limit of file sizes leaves no room for all of it.
-  /// A signal that the process handles ends the wait for the lock, as does the removal of the
-  /// semaphore set; that line is lost, the next call goes on.
+  /// file cannot be opened or written, when there is no memory for the text, or when the process's
+  /// limit of file sizes leaves no room for all of it. A signal that the process handles ends the
+  /// wait for the lock, as does the removal of the semaphore set; that line is lost, the next call
+  /// goes on.
   ///
   /// Nothing that stands in the file is changed: a line follows directly behind a piece without
-  /// line end, such as a writer that is killed inside of its write leaves. Only its own bytes are
-  /// taken back when the disk is full in the middle of a line, unless another writer has followed.
+  /// line end, such as a writer killed in the middle of a write leaves behind. Only its own bytes
+  /// are taken back when writing fails in the middle of a line, unless another writer has followed.
   ///
   /// A process killed between making the set and setting its value leaves it taken: every writer
   /// then waits until the set is removed ("ipcrm") or a signal ends the wait.

@@ -39,7 +39,8 @@ bool provideDirectory(const char* dir) {
 bool makeTempDirectory(std::string& path, const char* dir) {
   char name[kNameBytes] = "";
   snprintf(name, sizeof name, "%s/XXXXXX", dir);
-  // The descriptor deliberately stays open; nobody is handed it, so nobody closes it.
+  // The placeholder's descriptor deliberately stays open: who makes many directories has to leave
+  // room for one descriptor each.
   if (mkstemp(name) == -1) {
     logEvent("MXL90102L", "failed to mkstemp():%s", strerror(errno));
     return false;
@@ -49,7 +50,8 @@ bool makeTempDirectory(std::string& path, const char* dir) {
     return false;
   }
   path = std::string(name) + "_";
-  // Not with its parents, which would pass over what a stranger has made under this name meanwhile.
+  // Not recursive: that would accept a directory that a stranger has made under this name
+  // meanwhile.
   if (makeDir(path, 0) == -1) {
     logEvent("MXL90103L", "failed to create dir:%s", C(path));
     return false;
@@ -64,7 +66,7 @@ bool makeTempFile(std::string& path, const char* prefix, const char* dir, int* f
   snprintf(name, sizeof name, "%s", C(pattern));
   descriptor = mkstemp(name);
   if (descriptor == -1) {
-    // Deliberately without a message ID, by which the two kinds of failure are told apart.
+    // Deliberately without a message ID, unlike the failure of a directory.
     kSource.info(136, "failed to mkstemp():%s:templ=%s", strerror(errno), C(pattern));
     return false;
   }
@@ -106,7 +108,7 @@ int CTemp::getTemp_sub(std::string& path, const char* prefix, const char* dir, i
     return 0;
   }
   if (dir == nullptr) dir = kDefaultDirectory;
-  // Deliberately named the other way round, as the traces are searched: "prefix" is the directory.
+  // Deliberately named the other way round, as log texts are fixed: "prefix" is the directory.
   kSource.trace(75, "getTemp_sub():prefix=%s,templ=%s", dir, prefix);
   if (!provideDirectory(dir)) return 0;
 

@@ -33,7 +33,7 @@ class CTemp {
   /// Makes a directory `dir`/NNNNNN_ with mode 0755 less the process mask, likewise. `prefix` must
   /// not be null and is not used. A name that exists by then is a failed attempt: what a stranger
   /// has made is never handed out. Each attempt that gets a name leaves one descriptor open,
-  /// deliberately, since it is handed to nobody.
+  /// deliberately: who makes many has to leave room for them.
   int getTempDir(std::string& path, const char* prefix, const char* dir);
 
   /// One attempt; `type` 0 makes a file, any other value a directory. `*fd` is stored only when a

@@ -165,7 +165,7 @@ constexpr char kMailTimeout[] =
 }  // namespace
 
 // Sorted by result code within a type, but for the last row: it serves the catch-all rule of the
-// look-up and deliberately stands apart.
+// look-up, which scans for it anywhere, and deliberately stands apart.
 const EXTERR gExtErrCatalogue[] = {
     {"HTTP", -62,  54, kServerMessageNone, kConnectionFault},
     {"HTTP", -58,  62, kServerMessageNone, kProxyAuthentication},

@@ -23,8 +23,6 @@ constexpr int kCatchAllSsCode = 259;
 constexpr int kFieldCount = 4;
 constexpr int kInputLineBytes = 4096;
 
-bool failed(const std::ios& stream) { return stream.bad() || stream.fail(); }
-
 // In decimal, whatever the locale.
 void writeCodes(std::ostream& out, int rmCode, int ssCode) {
   out << "RL:" << std::to_string(rmCode) << ",QD-Agent:" << std::to_string(ssCode);
@@ -161,15 +159,15 @@ void IExtVekError::writeMessage(std::ostream& out, const char* message) const {
 std::ostream& operator<<(std::ostream& out, IExtVekError& record) {
   for (const int number :
        {record.getLastRMErrCode(), record.getLastSSErrType(), record.getLastSSErrCode()}) {
-    if (!failed(out)) out << std::to_string(number) + "\n";
+    if (!out.fail()) out << std::to_string(number) + "\n";
   }
-  if (failed(out)) return out;
+  if (out.fail()) return out;
   record.writeMessage(out, record.getLastSmtpMsg());
   return out << "\n";
 }
 
 std::istream& operator>>(std::istream& in, IExtVekError& record) {
-  for (int index = 0; index < kFieldCount && !failed(in); ++index) {
+  for (int index = 0; index < kFieldCount && !in.fail(); ++index) {
     char line[kInputLineBytes] = {};
     in.getline(line, sizeof line);
     const std::streamsize stored = in.good() ? in.gcount() - 1 : in.gcount();

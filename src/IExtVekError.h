@@ -13,8 +13,8 @@ struct EXTERR;
 /// The gateway client fills it after each exchange; other tools fill it from a list or a stream. It
 /// turns itself into four lines for machines, an explanation in Japanese (EUC-JP) for people and
 /// one line for logs. No operation reports an error. Where a derived class's getter gives null, the
-/// text ends before it, and the stream of the four lines fails. A message that it gives must end in
-/// a zero byte: another record's full buffer is read past its end.
+/// text ends before it, and the stream of the four lines fails. A message that an overriding getter
+/// returns must end in a zero byte: another record's full buffer is read past its end.
 class IExtVekError {
  public:
   /// Size of the server message in bytes. A message of that length or more fills it without a

@@ -10,7 +10,7 @@ namespace {
 
 // Writes "[KIND](SOURCE:LINE):TEXT". Without memory for the text the line is lost: logging never
 // fails towards the caller.
-void write(char kind, const char* source, int line, const char* fmt, va_list args) {
+void writeLine(char kind, const char* source, int line, const char* fmt, va_list args) {
   try {
     gLog.ilog("[%c](%s:%d):%s", kind, source, line, vformat(fmt, args).c_str());
   } catch (const std::exception&) {
@@ -23,14 +23,14 @@ void LogSource::trace(int line, const char* fmt, ...) const {
   if (!gLog.isTracing()) return;
   va_list args;
   va_start(args, fmt);
-  write('T', m_name, line, fmt, args);
+  writeLine('T', m_name, line, fmt, args);
   va_end(args);
 }
 
 void LogSource::info(int line, const char* fmt, ...) const {
   va_list args;
   va_start(args, fmt);
-  write('I', m_name, line, fmt, args);
+  writeLine('I', m_name, line, fmt, args);
   va_end(args);
 }
 

@@ -23,8 +23,8 @@
 //   121xx         log only
 //   130xx         results
 //
-// Numbers equal positions. The last five rows deliberately stand outside of the grouping. Some
-// texts are misspelt; they are known by their bytes, so they stay.
+// Numbers equal positions. The last five rows deliberately stand outside of the grouping, since
+// tools know their numbers. Some texts are misspelt; they are known by their bytes, so they stay.
 // clang-format off
 const MSG_TABLE gMsgTable[] = {
     {  0, "MXL30010E", "Too many investigation-groups to archive."},

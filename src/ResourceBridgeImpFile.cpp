@@ -19,8 +19,8 @@ constexpr size_t kTextLength = 256;
 const char* fileFor(const char* lang) {
   if (lang == nullptr) lang = getenv("LANG");
   if (lang == nullptr) return kDefaultFile;
-  // The second test deliberately stays, though it decides nothing that the first has not: it names
-  // the value that other systems use.
+  // The second test deliberately stays, though it decides nothing that the first has not: it is the
+  // rule as it is told.
   const bool japanese = strncmp(lang, "ja", 2) == 0 || strcmp(lang, "japanese") == 0;
   return japanese ? kJapaneseFile : kDefaultFile;
 }

@@ -218,7 +218,7 @@ int execGetLines(std::list<std::string>& out, const char* command, int maxLines,
   const pid_t pid = fork();
   if (pid == 0) runChild(readEnd.number(), writeEnd.number(), errorFile, command);
   if (pid < 0) {
-    // Deliberately "exec", and the error text first: the log is searched for it so.
+    // Deliberately "exec", and the error text first: log texts are fixed, word for word.
     logEvent("MXL90005L", "failed to exec(%s):%s", strerror(errno), command);
   } else {
     Child child(pid, readEnd);
@@ -293,8 +293,7 @@ std::string getCanonicalPath(std::string path) {
   bool first = true;
   for (const std::string& component : components) {
     if (component == "..") {
-      // Deliberately takes the root's empty component too: callers tell by the missing slash that a
-      // path climbs above the root.
+      // Deliberately takes the root's empty component too, so that "/../x" gives "x".
       if (!kept.empty()) kept.pop_back();
     } else if (component != "." && (first || !component.empty())) {
       kept.push_back(component);
@@ -389,7 +388,7 @@ std::string retrieveExt2(const char* path) {
 bool isDir(const char* path) {
   struct stat status = {};
   if (path == nullptr || stat(path, &status) != 0) return false;
-  // Deliberately one bit of the type, so that each path is either this or a file.
+  // Deliberately one bit of the type, so that block devices and sockets count as directories.
   return (status.st_mode & kDirectoryBit) != 0;
 }
 
@@ -671,31 +670,25 @@ std::string format(const char* fmt, ...) {
 
 std::string vformat(const char* fmt, va_list args) {
   if (fmt == nullptr) return std::string();
-  const auto print = [&](char* buffer, size_t size) {
+  std::string text(kTextBytes, '\0');
+  for (;;) {
     va_list pass;
     va_copy(pass, args);
-    const int length = vsnprintf(buffer, size, fmt, pass);
+    const int length = vsnprintf(text.data(), text.size(), fmt, pass);
     va_end(pass);
-    return length;
-  };
-  char first[kTextBytes] = "";
-  std::vector<char> doubled;
-  char* buffer = first;
-  size_t size = sizeof first;
-  int length = print(buffer, size);
-  while (length >= 0 && static_cast<size_t>(length) >= size) {
+    if (length < 0 || static_cast<size_t>(length) < text.size()) {
+      // Of a format that is rejected there is what was written before.
+      text.resize(length < 0 ? strlen(text.c_str()) : static_cast<size_t>(length));
+      return text;
+    }
     try {
-      doubled.resize(2 * size);
+      text.resize(2 * text.size());
     } catch (const std::bad_alloc&) {
       // Without memory for more the text is cut.
-      return std::string(buffer, size - 1);
+      text.pop_back();
+      return text;
     }
-    buffer = doubled.data();
-    size = doubled.size();
-    length = print(buffer, size);
   }
-  // Of a format that is rejected there is what was written before.
-  return length < 0 ? std::string(buffer) : std::string(buffer, static_cast<size_t>(length));
 }
 
 // ---- File trees ----------------------------------------------------------------------------
@@ -759,7 +752,7 @@ int makeDir(std::string path, int recursive) {
   std::string prefix;
   for (const std::string& component : components) {
     prefix += "/" + component;
-    // A component that exists as a file is deliberately passed over: CTemp tells files by itself.
+    // A component that exists as a file is deliberately passed over, and no failure by itself.
     if (isDir(prefix) || isFile(prefix)) continue;
     if (mkdir(prefix.c_str(), kDirectoryMode) != 0) return -1;
   }
@@ -781,7 +774,7 @@ int dupDir(const char* src, const char* dst) {
     return 0;
   }
   if (isFile(dst)) {
-    // The wording is deliberate: the log is searched for it.
+    // The wording is deliberate: log texts are fixed, word for word.
     logEvent("MXL90001L", "destination:%s is already exist and it's file", dst);
     return 0;
   }
@@ -798,7 +791,7 @@ int dupDir(const char* src, const char* dst) {
 }
 
 int rmTempFile(std::string path, int /*flag*/) {
-  // Deliberately the quoted form: callers pass names as they stood in a command line.
+  // Deliberately the quoted form, so that a name that quoting alters is never removed.
   return unlink(shellEsc(path, 0).c_str()) == 0 ? 0 : -1;
 }
 
@@ -843,8 +836,7 @@ long long totalBelow(const std::string& dir) {
     // Found from its open directory as from its whole name, but quicker. A link is not: the links
     // in its whole name count.
     if (isPlain && directory != nullptr &&
-        fstatat(dirfd(directory.get()), path.c_str() + dir.size() + 1, &status, 0) == 0 &&
-        (status.st_mode & kDirectoryBit) == 0) {
+        fstatat(dirfd(directory.get()), path.c_str() + dir.size() + 1, &status, 0) == 0) {
       total += status.st_size;
     } else {
       directory.reset();
@@ -861,12 +853,13 @@ long long getTotalFileSize(const std::list<std::string>& paths, int recursive) {
   for (const std::string& path : paths) {
     struct stat status = {};
     if (stat(path.c_str(), &status) != 0) {
-      // Deliberately "reurned", and a blank before the comma: the log is searched for it.
-      kSource.trace(169, "getFileSize():reurned %lld , %s", sizeError(path.c_str()), C(path));
+      const long long size = sizeError(path.c_str());
+      // Deliberately "reurned", and a blank before the comma: log texts are fixed, word for word.
+      kSource.trace(169, "getFileSize():reurned %lld , %s", size, C(path));
     } else if ((status.st_mode & kDirectoryBit) == 0) {
       total += status.st_size;
     } else if (recursive == 1) {
-      std::string dir = eraseLastSlash(path.c_str());
+      std::string dir = C(path);
       while (!dir.empty() && dir.back() == '/') dir.pop_back();
       total += totalBelow(dir);
     }
@@ -887,8 +880,8 @@ int getDirFileSize(std::string dir, int& size, int patterns) {
   size = 0;
   if (dir.empty()) return -1;
   struct stat status = {};
-  // Deliberately the wrong way round: callers count on -1 for whatever exists. The buffer is
-  // zeroed, so that a failed call leaves neither a directory nor a size in it.
+  // Deliberately the wrong way round: only a name that does not exist, such as one that the shell
+  // expands, goes on. The buffer is zeroed, so that a failed call leaves no size in it.
   if (stat(dir.c_str(), &status) == 0) return -1;
 
   std::list<std::string> lines;
@@ -973,7 +966,7 @@ std::string localTime(const char* form, time_t t) {
 }  // namespace
 
 char* commas(long long value, std::string& out) {
-  // The sign deliberately counts as a digit: columns of numbers keep their width.
+  // The sign deliberately counts as a digit: other tools print -,123,456 as well.
   constexpr size_t kGroup = 3;
   out = std::to_string(value);
   for (size_t at = out.size(); at > kGroup;) {
@@ -989,8 +982,8 @@ long getTimeStr(std::string& out, long t) {
   return t;
 }
 
-// Unlike the compact form, negative times deliberately mean now as well: people are shown no date
-// from before 1970.
+// Unlike the compact form, negative times deliberately mean now: 0 and less is "not set" to
+// callers.
 std::string getTimeStr(long t) { return localTime(kDisplayTime, t <= 0 ? time(nullptr) : t); }
 
 int getFileDate(std::string path, std::string& out) {

@@ -3,16 +3,16 @@
 /// @file
 /// The common library's free functions: command execution, paths, strings and values, file trees,
 /// file lists and sizes, time, numbers and console. The templates among them stand in
-/// common_template.h. `basename` for a lone `const char*` is the C library's, which
-/// <libgen.h> would replace by another; `getch` is in the way of <ncurses.h>, so that a source
-/// includes one of the two only.
+/// common_template.h. `basename` for a lone `const char*` is the C library's, which <libgen.h>
+/// would replace by another; `getch` clashes with <ncurses.h>: a source can include only one of the
+/// two.
 ///
 /// Most functions come in a character-pointer and a string form; the string form passes its
 /// characters to the pointer form. Unless said otherwise an int result is 0 for success and -1 for
 /// failure, a null argument gives the empty string, 0, -1 or false and an information line
 /// "invalid param" in the log, and nothing but exhausted memory throws (which ends the process
-/// while `execGetLines` removes the file of the error output). Any thread may call, one call into
-/// the library at a time.
+/// while `execGetLines` removes the file of the error output). Any thread may call the library, but
+/// only one call at a time.
 
 #include <cstdarg>
 #include <cstring>  // GNU basename
@@ -43,16 +43,16 @@
 /// Logged: a trace line before, two MXL90004L lines for every child, the trace lines of
 /// `exitStatus`, MXL90003L and MXL90005L when pipe or child cannot be made, MXL90006L (by the
 /// child) and MXL90007L when the error file cannot be opened. The log shows the command line, and
-/// others may read it: passwords do not belong into a command line.
+/// others may read it: do not put passwords on a command line.
 ///
 /// A failed exec is not logged and gives no lines. The child then ends through `exit(1)`: it runs
 /// the caller's exit handlers and flushes the caller's streams; its standard output and standard
-/// error lead nowhere by then, others of the caller's streams are written a second time.
+/// error lead nowhere by then, unflushed data in the caller's other streams is written twice.
 ///
 /// The child has the caller's environment, working directory and standard input. There is no time
 /// limit: the call waits for the end of the output, which a child in the background may hold, and
-/// of the command. No descriptor stays open. Without a child to be had the error file stays in
-/// "/tmp", since its removal takes a child as well.
+/// of the command. No descriptor stays open. If no child can be made, the error file stays in
+/// "/tmp", because removing it takes a child too.
 int execGetLines(std::list<std::string>& out, const char* command, int maxLines,
                  std::list<std::string>* errLines, int maxErrLines);
 
@@ -216,8 +216,8 @@ const char* lookupString(const std::map<std::string, std::string>& table, const 
 
 /// printf into a string, whole, in a buffer of 1024 bytes that doubles until the text fits. When
 /// memory for the next size cannot be had, the text is cut; a format that printf rejects gives what
-/// there is of it; null gives the empty string, unlogged. The same from a va_list, which stays as
-/// it was.
+/// there is of it; null gives the empty string, unlogged. `vformat` takes a va_list and leaves it
+/// unchanged.
 std::string format(const char* fmt, ...) __attribute__((format(printf, 1, 2)));
 std::string vformat(const char* fmt, va_list args) __attribute__((format(printf, 1, 0)));
 

@@ -5,6 +5,7 @@
 
 #include <dirent.h>
 
+#include <cstdint>
 #include <cstring>
 #include <memory>
 #include <string>
@@ -19,19 +20,17 @@ void invalidParam(int line);
 /// `split` for any sequence of strings; nothing is logged.
 template <class Sequence>
 int splitInto(const std::string& text, const std::string& delim, Sequence& out, int count) {
-  using Size = typename Sequence::size_type;
-  const bool limited = count > 1;
-  const Size limit = limited ? static_cast<Size>(count) : 0;
+  const auto limit = count > 1 ? static_cast<typename Sequence::size_type>(count) : SIZE_MAX;
   out.clear();
   std::string::size_type begin = 0;
-  while (!limited || out.size() < limit - 1) {
+  while (out.size() + 1 < limit) {
     const auto end = delim.empty() ? std::string::npos : text.find(delim, begin);
     if (end == std::string::npos) break;
     out.push_back(text.substr(begin, end - begin));
     begin = end + delim.size();
   }
   out.push_back(text.substr(begin));
-  while (limited && out.size() < limit) out.push_back(std::string());
+  while (count > 1 && out.size() < limit) out.push_back(std::string());
   return static_cast<int>(out.size());
 }
 

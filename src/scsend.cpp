@@ -1,8 +1,10 @@
 // The configuration-send command: while remote support is in operation it runs the set's send
 // script and reports in Japanese (EUC-JP) whether sending completed; then it prints what the script
 // printed. Exit status: 0 when sending completed; the script's own status, the shell's 126 or 127
-// for a script that cannot be run, 1 when there is no shell; -1 (255 for the shell) when not in
-// operation, when a signal ended the script, or when no child can be had.
+// for a script that cannot be run and 128 and more for one that a signal ended, 1 when there is no
+// shell; -1 (255 for the caller) when not in operation, when a signal ended the shell, when no
+// child can be had, or when the caller ignores SIGCHLD. Any exception but an int ends the run by
+// abort.
 
 #include <csignal>
 #include <cstdio>
@@ -17,7 +19,8 @@
 namespace {
 
 // Prints the result line. From here on the exit status tells the outcome even where the output
-// finds no reader or no room; not before the script has ended, which would inherit that.
+// finds no reader or no room. Called only after the script has ended, since the script would
+// inherit the ignored signals.
 void report(const char* line) {
   signal(SIGPIPE, SIG_IGN);
   signal(SIGXFSZ, SIG_IGN);

@@ -236,6 +236,18 @@ TEST_F(Execution, WhatTheCallersExitPrintsIsNoOutputOfAFailedExec) {
   EXPECT_EQ(readFile(output), "pending");
 }
 
+TEST_F(Execution, AFailedExecGivesNoLinesWithoutANullDeviceEither) {
+  expectInChild([&] {
+    ASSERT_TRUE(enterPrivateNamespace() && mountEmpty("/dev"));
+    printf("pending");
+    List lines = {"old"};
+    List errors = {"old"};
+    EXPECT_EQ(execGetLines(lines, std::string(200000, ':').c_str(), -1, &errors, -1), 1);
+    EXPECT_EQ(lines, List{});
+    EXPECT_EQ(errors, List{});
+  });
+}
+
 TEST_F(Execution, WithoutAChildTheErrorFileStays) {
   // Removing it takes a child as well.
   expectInChild([&] {

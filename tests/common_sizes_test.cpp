@@ -178,6 +178,25 @@ TEST_F(Sizes, TotalExaminesEachFileOnce) {
   EXPECT_EQ(statCalls, 1 + 4 + 1) << "the path itself, each file, and the directory below";
 }
 
+TEST_F(Sizes, TotalKeepsNothingOpenWhileItDescends) {
+  // Each directory has five bytes and a link to the next.
+  const std::string chain = scratch.file("chain");
+  ASSERT_EQ(mkdir(chain.c_str(), 0755), 0);
+  for (int i = 0; i < 31; ++i) {
+    const std::string one = chain + "/" + std::to_string(i);
+    ASSERT_EQ(mkdir(one.c_str(), 0755), 0);
+    writeFile(one + "/file", "12345");
+    if (i == 30) break;
+    ASSERT_EQ(symlink(("../" + std::to_string(i + 1)).c_str(), (one + "/next").c_str()), 0);
+  }
+  for (const int descriptors : {40, 20, 10, 1}) {
+    expectInChild([&] {
+      leaveDescriptors(descriptors);
+      EXPECT_EQ(getTotalFileSize({chain + "/0"}, 1), 155) << descriptors;
+    });
+  }
+}
+
 TEST_F(Sizes, TotalReportsInTheOrderOfTheEntries) {
   for (const char* name : {"/a", "/b", "/c"}) {
     ASSERT_EQ(makeDir(dir + name, 1), 0);

@@ -111,6 +111,15 @@ TEST_F(Templates, ATextMayStandInTheListItIsSplitInto) {
 
 // ---- getFileList -------------------------------------------------------------------------------
 
+TEST(Split, TakesNoRoomForFieldsThatAreNotThere) {
+  // "a" stands where "ab" might begin, a million times.
+  const std::string text(1000000, 'a');
+  std::vector<std::string> fields;
+  const NoMemoryFrom none(4 << 20);
+  EXPECT_EQ(split(text.c_str(), "ab", fields, 0), 1);
+  EXPECT_EQ(fields.capacity(), 1u);
+}
+
 class FileList : public LogTest {
  protected:
   // A directory with every kind of entry.
@@ -189,15 +198,6 @@ TEST_F(FileList, AwkwardNamesAreNames) {
   EXPECT_TRUE(std::is_permutation(out.begin(), out.end(), kAwkwardNames.begin()));
 }
 
-TEST(Split, TakesNoRoomForFieldsThatAreNotThere) {
-  // "a" stands where "ab" might begin, a million times.
-  const std::string text(1000000, 'a');
-  std::vector<std::string> fields;
-  const NoMemoryFrom none(4 << 20);
-  EXPECT_EQ(split(text.c_str(), "ab", fields, 0), 1);
-  EXPECT_EQ(fields.capacity(), 1u);
-}
-
 TEST_F(FileList, ASocketMountedOverAFileCountsAsADirectory) {
   // The directory itself still calls it a file.
   expectInChild([&] {
@@ -209,40 +209,7 @@ TEST_F(FileList, ASocketMountedOverAFileCountsAsADirectory) {
     EXPECT_EQ(std::count(directories.begin(), directories.end(), "mounted"), 1);
     const Lines files = list(0, 0, 0);
     EXPECT_EQ(std::count(files.begin(), files.end(), "mounted"), 0);
-    EXPECT_EQ(getTotalFileSize({dir + "/mounted"}, 1), 0);
   });
-}
-
-TEST_F(FileList, ATotalExaminesEachFileOnce) {
-  const std::string many = scratch.file("many");
-  ASSERT_EQ(mkdir(many.c_str(), 0755), 0);
-  for (int i = 0; i < 100; ++i) writeFile(many + "/" + std::to_string(i), "");
-  for (int i = 0; i < 10; ++i) mkdir((many + "/d" + std::to_string(i)).c_str(), 0755);
-  for (int i = 0; i < 5; ++i) {
-    ASSERT_EQ(symlink("0", (many + "/l" + std::to_string(i)).c_str()), 0);
-  }
-  statCalls = 0;
-  EXPECT_EQ(getTotalFileSize({many}, 1), 0);
-  EXPECT_EQ(statCalls, 1 + 100 + 10 + 5);
-}
-
-TEST_F(FileList, ATotalKeepsNothingOpenWhileItDescends) {
-  // Each directory has five bytes and a link to the next.
-  const std::string chain = scratch.file("chain");
-  ASSERT_EQ(mkdir(chain.c_str(), 0755), 0);
-  for (int i = 0; i < 31; ++i) {
-    const std::string one = chain + "/" + std::to_string(i);
-    ASSERT_EQ(mkdir(one.c_str(), 0755), 0);
-    writeFile(one + "/file", "12345");
-    if (i == 30) break;
-    ASSERT_EQ(symlink(("../" + std::to_string(i + 1)).c_str(), (one + "/next").c_str()), 0);
-  }
-  for (const int descriptors : {40, 20, 10, 1}) {
-    expectInChild([&] {
-      leaveDescriptors(descriptors);
-      EXPECT_EQ(getTotalFileSize({chain + "/0"}, 1), 155) << descriptors;
-    });
-  }
 }
 
 TEST_F(FileList, TheSystemsOrderIsKept) {
