@@ -32,6 +32,7 @@ constexpr char kDefaultDirectory[] = "/var/log/kardo/moxel/log";
 constexpr off_t kRotateAboveBytes = 512000;
 constexpr mode_t kFileMode = 0666;
 
+constexpr size_t kStampBytes = 128;
 constexpr size_t kSystemLineBytes = 2048;
 constexpr size_t kSystemTextBytes = 1024;
 
@@ -197,10 +198,10 @@ void CLog::writeLine(const std::string& text) {
   if (file.number() == -1) return;
 
   const tm t = now();
-  std::string line = format("%04d/%02d/%02d %02d:%02d:%02d %5d ", t.tm_year + 1900, t.tm_mon + 1,
-                            t.tm_mday, t.tm_hour, t.tm_min, t.tm_sec, static_cast<int>(getpid()));
-  line += text;
-  line += '\n';
+  char stamp[kStampBytes] = "";
+  snprintf(stamp, sizeof stamp, "%04d/%02d/%02d %02d:%02d:%02d %5d ", t.tm_year + 1900,
+           t.tm_mon + 1, t.tm_mday, t.tm_hour, t.tm_min, t.tm_sec, static_cast<int>(getpid()));
+  const std::string line = stamp + text + "\n";
   appendLine(file.number(), line);
 }
 
