@@ -132,18 +132,15 @@ long long totalByDu(const std::string& tree) {
   return std::atoll(line);
 }
 
-// The system calls alone: each directory is read, each file's status asked for.
+// The system calls alone: each directory is read, the status of each entry asked for.
 void statAll(const std::string& dir) {
   struct stat status = {};
   std::list<std::string> below;
   DIR* stream = opendir(dir.c_str());
   while (const dirent* entry = readdir(stream)) {
     if (entry->d_name[0] == '.') continue;
-    if (entry->d_type == DT_DIR) {
-      below.push_back(dir + "/" + entry->d_name);
-    } else {
-      keep(fstatat(dirfd(stream), entry->d_name, &status, 0));
-    }
+    keep(fstatat(dirfd(stream), entry->d_name, &status, 0));
+    if (entry->d_type == DT_DIR) below.push_back(dir + "/" + entry->d_name);
   }
   closedir(stream);
   for (const std::string& name : below) statAll(name);
