@@ -459,10 +459,13 @@ TEST_F(TempFiles, AStrangersDirectoryIsNotHandedOut) {
     ASSERT_EQ(mkdir(below.c_str(), 0755), 0);
     std::string taken;
     const auto onCall = [&](long number) {
-      const bool removes = std::count(kUnlinkCalls.begin(), kUnlinkCalls.end(), number) > 0;
-      const bool makes = std::count(kMkdirCalls.begin(), kMkdirCalls.end(), number) > 0;
-      if (removes && taken.empty()) taken = below + "/" + namesIn(below).front() + "_";
-      if (!makes || taken.empty() || exists(taken)) return;
+      if (taken.empty()) {
+        const bool removes = std::count(kUnlinkCalls.begin(), kUnlinkCalls.end(), number) > 0;
+        if (removes) taken = below + "/" + namesIn(below).front() + "_";
+        return;
+      }
+      // The first call behind the removal.
+      if (exists(taken)) return;
       if (asLink) {
         EXPECT_EQ(symlink("/etc", taken.c_str()), 0);
       } else {
