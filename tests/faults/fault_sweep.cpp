@@ -331,7 +331,7 @@ std::vector<Scenario> makeScenarios() {
        },
        {{"mkstemp", 0, 1, "1there1gone",
          "failed to mkstemp():Too many open files:templ=/tmp/sweepXXXXXX"},
-        {"snprintf", 0, 1, "1there1gone",
+        {"snprintf", 0, 2, "1there1gone",
          "failed to mkstemp():Invalid argument:templ=/tmp/sweepXXXXXX"},
         {"rename", 0, 1, "1there1gone", "MXL90104L:failed to rename():/tmp/sweep"}},
        // The attempts all fail, or what was made is not removed.
@@ -384,7 +384,7 @@ std::vector<Scenario> makeScenarios() {
          return number(made) + exists(std::filesystem::is_directory(path));
        },
        {{"mkstemp", 0, 1, "1there", "MXL90102L:failed to mkstemp():Too many open files"},
-        {"snprintf", 0, 1, "1there", "MXL90102L:failed to mkstemp():Invalid argument"},
+        {"snprintf", 0, 2, "1there", "MXL90102L:failed to mkstemp():Invalid argument"},
         {"unlink", 0, 1, "1there", "MXL90102L:failed to unlink():Operation not permitted"},
         {"mkdir", 0, 1, "1there", "MXL90103L:failed to create dir:/tmp/"}},
        {{"mkdir", {"0gone"}},
