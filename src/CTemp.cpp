@@ -39,7 +39,7 @@ bool provideDirectory(const char* dir) {
 bool makeTempDirectory(std::string& path, const char* dir) {
   char name[kNameBytes] = "";
   snprintf(name, sizeof name, "%s/XXXXXX", dir);
-  // The placeholder's descriptor deliberately stays open: who makes many directories has to leave
+  // The first file's descriptor deliberately stays open: who makes many directories has to leave
   // room for one descriptor each.
   if (mkstemp(name) == -1) {
     logEvent("MXL90102L", "failed to mkstemp():%s", strerror(errno));
