@@ -443,28 +443,36 @@ TEST_F(Log, AFullDiskLeavesNoPieceOfALine) {
   EXPECT_EQ(exitCode(status), 0);
 }
 
+// What the log holds when a disk is full in the middle of a line and, as the line's writer asks for
+// a position in the file for the `which`th time, there is room again and another writer has
+// appended.
+std::string logWithAnother(const Scratch& scratch, const std::string& text, int which) {
+  EXPECT_TRUE(enterPrivateNamespace() && mountEmpty(scratch.path(), 0, "size=64k"));
+  writeFile(scratch.file("filler"), std::string(40000, 'x'));
+  int positions = 0;
+  const int status = traceSystemCalls(
+      [&] {
+        gLog.ilog("first");  // reads the time zone
+        getppid();
+        gLog.ilog("%s", text.c_str());
+        return 0;
+      },
+      [&](long number) {
+        if (number == SYS_getppid) positions = 0;
+        if (number != SYS_lseek || ++positions != which) return;
+        // The first line's positions come before the marker.
+        if (readFile(scratch.file("moxel.log")).find('y') == std::string::npos) return;
+        EXPECT_EQ(unlink(scratch.file("filler").c_str()), 0);
+        std::ofstream(scratch.file("moxel.log"), std::ios::app) << "another's";
+      });
+  EXPECT_EQ(status, 0);
+  return readFile(scratch.file("moxel.log"));
+}
+
 TEST_F(Log, WhatAnotherWriterPutsBetweenTwoPartsOfALineStays) {
   expectInChild([&] {
-    ASSERT_TRUE(enterPrivateNamespace() && mountEmpty(scratch.path(), 0, "size=64k"));
-    writeFile(scratch.file("filler"), std::string(40000, 'x'));
     const std::string text(50000, 'y');
-    bool marked = false;
-    const int status = traceSystemCalls(
-        [&] {
-          gLog.ilog("first");  // reads the time zone
-          getppid();
-          gLog.ilog("%s", text.c_str());
-          return 0;
-        },
-        [&](long number) {
-          marked = marked || number == SYS_getppid;
-          // Behind the first part it looks where that began.
-          if (number != SYS_lseek || !marked || !exists(scratch.file("filler"))) return;
-          EXPECT_EQ(unlink(scratch.file("filler").c_str()), 0);
-          std::ofstream(logPath(), std::ios::app) << "another's";
-        });
-    EXPECT_EQ(status, 0);
-    std::string log = readFile(logPath());
+    std::string log = logWithAnother(scratch, text, 1);
     const size_t at = log.find("yanother'sy");
     ASSERT_NE(at, std::string::npos);
     log.erase(at + 1, strlen("another's"));
@@ -474,30 +482,37 @@ TEST_F(Log, WhatAnotherWriterPutsBetweenTwoPartsOfALineStays) {
 
 TEST_F(Log, OnAFullDiskWhatAnotherWriterAppendsStays) {
   expectInChild([&] {
-    ASSERT_TRUE(enterPrivateNamespace() && mountEmpty(scratch.path(), 0, "size=64k"));
-    writeFile(scratch.file("filler"), std::string(40000, 'x'));
     const std::string text(50000, 'y');
-    int ends = 0;
-    const int status = traceSystemCalls(
-        [&] {
-          gLog.ilog("first");  // reads the time zone
-          getppid();
-          gLog.ilog("%s", text.c_str());
-          return 0;
-        },
-        [&](long number) {
-          if (number == SYS_getppid) ends = 0;
-          // The second time it looks for the end of the file it is about to take its bytes back.
-          if (number != SYS_lseek || ++ends != 2) return;
-          EXPECT_EQ(unlink(scratch.file("filler").c_str()), 0);
-          std::ofstream(logPath(), std::ios::app) << "another's";
-        });
-    EXPECT_EQ(status, 0);
-    const std::string log = readFile(logPath());
+    const std::string log = logWithAnother(scratch, text, 2);
     EXPECT_EQ(log.substr(log.size() - 10), "yanother's");
     EXPECT_LT(log.size(), text.size());
     EXPECT_TRUE(lockIsFree());
   });
+}
+
+TEST_F(Log, AWriterThatTakesTheRoomBelowTheLimitKillsNobody) {
+  constexpr off_t kLimit = 1000;
+  constexpr off_t kLeft = 200;
+  bool marked = false;
+  const int status = traceSystemCalls(
+      [&] {
+        gLog.ilog("first");
+        const rlimit limit = {kLimit, RLIM_INFINITY};
+        setrlimit(RLIMIT_FSIZE, &limit);
+        getppid();
+        gLog.ilog("%s", std::string(400, 'y').c_str());
+        return 0;
+      },
+      [&](long number) {
+        marked = marked || number == SYS_getppid;
+        // Between the look for room and the write.
+        const off_t size = sizeOf(logPath());
+        if (number != SYS_write || !marked || size >= kLimit - kLeft) return;
+        std::ofstream(logPath(), std::ios::app)
+            << std::string(static_cast<size_t>(kLimit - kLeft - size), 'z');
+      });
+  EXPECT_EQ(status, 0);
+  EXPECT_EQ(sizeOf(logPath()), kLimit - kLeft) << "nothing of the line stays";
 }
 
 TEST_F(Log, ALineBeyondTheLimitOfFileSizesIsLostAndKillsNobody) {
