@@ -25,7 +25,6 @@ constexpr char kDefaultSaveCore[] = "/var/crash/$HOSTNAME$";
 constexpr char kHostToken[] = "$HOSTNAME$";
 constexpr const char* kStartUpScripts[] = {"/etc/init.d/sysetup", "/etc/rc2.d/S75ZQRNsavecore"};
 
-constexpr size_t kLineBytes = 8193;
 constexpr size_t kSettingBytes = 256;
 constexpr size_t kPathBytes = 4097;
 constexpr size_t kAnswerBytes = 1024;
@@ -80,11 +79,6 @@ constexpr const char* kDumped[] = {
     "SysLogFacility", "SysLogPriority",
 };
 
-// What is wrong with a line.
-struct LineError {
-  const char* text;
-};
-
 int numberOf(const char* digits) {
   const long number = strtol(digits, nullptr, 10);
   return static_cast<int>(
@@ -94,6 +88,30 @@ int numberOf(const char* digits) {
 // In place of the text that is there.
 void writeNumber(char* value, int number) {
   *std::to_chars(value, value + kIntDigits, number).ptr = '\0';
+}
+
+// Rewrites the size to KB; false when it is none.
+bool convertSize(char* value) {
+  constexpr int kKbPerMbBits = 10;
+  toLowerStr(value);
+  gLog.tlog("convValueInt = %s", value);
+
+  size_t digits = 0;
+  while (digits < kSizeDigits && value[digits] >= '0' && value[digits] <= '9') ++digits;
+  char* unit = value + digits;
+  if (*unit == '\0' || digits == kSizeDigits) {
+    writeNumber(value, numberOf(value));
+    return true;
+  }
+  const bool megabytes = strcmp(unit, "mb") == 0;
+  if (!megabytes && strcmp(unit, "kb") != 0) return false;
+  *unit = '\0';
+  // Digits of "kb" deliberately stay as they are written, leading zeros included.
+  if (megabytes) {
+    const unsigned kilobytes = static_cast<unsigned>(numberOf(value)) << kKbPerMbBits;
+    writeNumber(value, static_cast<int>(kilobytes));
+  }
+  return true;
 }
 
 // Cuts the value at its unit; a number outside of 1 to `most` becomes `otherwise`, without an
@@ -136,18 +154,18 @@ bool CEnvConf::init() {
     return false;
   }
 
-  int number = 0;
-  try {
-    char line[kLineBytes];
-    while (fgets(line, sizeof line, file.get()) != nullptr) {
-      ++number;
-      readLine(line);
+  char line[kLineBytes];
+  for (int number = 1; fgets(line, sizeof line, file.get()) != nullptr; ++number) {
+    std::string keyword;
+    std::string value;
+    const char* error = checkLine(line, keyword, value);
+    if (error != nullptr) {
+      gLog.ilog("%s(line=%d) : %s (CEnvConf::init)", C(path), number, error);
+      gMsg.dspMsg("MXL10101E");
+      gMsg.dspMsg("MXL10102E", C(path), number);
+      return false;
     }
-  } catch (const LineError& error) {
-    gLog.ilog("%s(line=%d) : %s (CEnvConf::init)", C(path), number, error.text);
-    gMsg.dspMsg("MXL10101E");
-    gMsg.dspMsg("MXL10102E", C(path), number);
-    return false;
+    if (!keyword.empty()) m_values[keyword] = value;
   }
   file.reset();
 
@@ -157,48 +175,51 @@ bool CEnvConf::init() {
   return true;
 }
 
-// Checks one line and stores its setting. Throws LineError.
-void CEnvConf::readLine(char* line) {
+const char* CEnvConf::checkLine(char* line, std::string& keyword, std::string& value) {
+  keyword.clear();
+  value.clear();
   line[strcspn(line, "#")] = '\0';
   trim(line);
-  if (*line == '\0') return;
+  if (*line == '\0') return nullptr;
 
   const char* equals = strchr(line, '=');
-  if (equals == nullptr) throw LineError{"keyword not exist."};
-  const std::string keyword(line, static_cast<size_t>(equals - line));
+  if (equals == nullptr) return "keyword not exist.";
+  const std::string name(line, static_cast<size_t>(equals - line));
   const size_t length = strlen(equals + 1);
-  if (keyword.size() > kSettingBytes || length > kSettingBytes) {
-    throw LineError{"keyword or value longer than 256 bytes."};
+  if (name.size() > kSettingBytes || length > kSettingBytes) {
+    return "keyword or value longer than 256 bytes.";
   }
-  if (keyword.empty()) throw LineError{"keyword not exist."};
+  if (name.empty()) return "keyword not exist.";
 
   const auto* known = std::find_if(std::begin(kKeywords), std::end(kKeywords),
-                                   [&](const Keyword& entry) { return keyword == entry.name; });
-  if (known == std::end(kKeywords)) throw LineError{"keyword error."};
+                                   [&](const Keyword& entry) { return name == entry.name; });
+  if (known == std::end(kKeywords)) return "keyword error.";
 
-  char value[kSettingBytes + 1];
-  memcpy(value, equals + 1, length + 1);
+  char text[kSettingBytes + 1];
+  memcpy(text, equals + 1, length + 1);
   switch (known->kind) {
     case Kind::kSize:
-      if (convValueInt(value) != 1) throw LineError{"value error."};
+      if (!convertSize(text)) return "value error.";
       break;
     case Kind::kBoolean:
-      toLowerStr(value);
+      toLowerStr(text);
       if (std::none_of(std::begin(kBooleans), std::end(kBooleans),
-                       [&](const char* word) { return strcmp(value, word) == 0; })) {
-        throw LineError{"value error."};
+                       [&](const char* word) { return strcmp(text, word) == 0; })) {
+        return "value error.";
       }
       break;
     case Kind::kHours:
-      convertTime(value, "hour", kMaxHours, "0");
+      convertTime(text, "hour", kMaxHours, "0");
       break;
     case Kind::kMinutes:
-      convertTime(value, "min", kMaxMinutes, "180");
+      convertTime(text, "min", kMaxMinutes, "180");
       break;
     case Kind::kText:
       break;
   }
-  m_values[keyword] = value;
+  keyword = name;
+  value = text;
+  return nullptr;
 }
 
 void CEnvConf::completeDirectories() {
@@ -242,29 +263,7 @@ bool CEnvConf::getValueBool(std::string key, bool& out) {
   return true;
 }
 
-int CEnvConf::convValueInt(char* value) {
-  constexpr int kKbPerMbBits = 10;
-  if (value == nullptr) return 0;
-  toLowerStr(value);
-  gLog.tlog("convValueInt = %s", value);
-
-  size_t digits = 0;
-  while (digits < kSizeDigits && value[digits] >= '0' && value[digits] <= '9') ++digits;
-  char* unit = value + digits;
-  if (*unit == '\0' || digits == kSizeDigits) {
-    writeNumber(value, numberOf(value));
-    return 1;
-  }
-  const bool megabytes = strcmp(unit, "mb") == 0;
-  if (!megabytes && strcmp(unit, "kb") != 0) return 0;
-  *unit = '\0';
-  // Digits of "kb" deliberately stay as they are written, leading zeros included.
-  if (megabytes) {
-    const unsigned kilobytes = static_cast<unsigned>(numberOf(value)) << kKbPerMbBits;
-    writeNumber(value, static_cast<int>(kilobytes));
-  }
-  return 1;
-}
+int CEnvConf::convValueInt(char* value) { return value != nullptr && convertSize(value) ? 1 : 0; }
 
 const char* CEnvConf::getSaveAreaPath() { return C(m_values["SaveArea"]); }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <map>
 #include <string>
 
@@ -30,6 +31,15 @@ class CEnvConf {
   /// 16383, else "180"; what stands from "hour" or "min" on is cut off, what stands before it is
   /// kept.
   bool init();
+
+  /// Size of the buffer that `init` reads a line with.
+  static constexpr std::size_t kLineBytes = 8193;
+
+  /// Checks one line as `init` reads it, at most `kLineBytes` long with its zero byte; changes it.
+  /// Null when it is right: `keyword` then names the setting, and `value` is what `init` stores;
+  /// both are empty for a line that sets nothing. Otherwise what is wrong, as the log tells it.
+  /// Outside of the class, only tools that check files need it.
+  static const char* checkLine(char* line, std::string& keyword, std::string& value);
 
   /// `out` receives the value of `key`: as it is, as a number (base 10, leading digits, 0 when
   /// there are none, the nearest int when it is out of range), or as a truth value (`conv2Bool`).
@@ -83,7 +93,6 @@ class CEnvConf {
   bool isQzsnapRunning();
 
  private:
-  void readLine(char* line);
   void completeDirectories();
   void limitTransmission();
   void dump();

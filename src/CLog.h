@@ -55,6 +55,9 @@ class CLog {
   /// source.
   void slog(const char* fmt, ...) __attribute__((format(printf, 2, 3)));
 
+  /// The log file.
+  const std::string& path() const { return m_path; }
+
   /// Directory whose key guards the log file: the log file's if it exists, else
   /// "/var/log/kardo/moxel/log".
   std::string getLockResource();

@@ -9,7 +9,6 @@
 
 namespace {
 
-constexpr int kProject = 'S';
 constexpr int kOwnerOnly = 0600;
 constexpr int kNoSet = -1;
 constexpr unsigned kRemoveWaitSeconds = 10;

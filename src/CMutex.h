@@ -11,6 +11,9 @@
 /// process that ends while it holds the lock gives it back.
 class CMutex {
  public:
+  /// The character from which, with a path, `ftok` makes a key.
+  static constexpr int kProject = 'S';
+
   /// Copies `path`, which may be null when `init` gets a key. `initial` is the value of a set that
   /// this object creates: 1 free, 0 taken; negative values become 0. No system call is made.
   CMutex(const char* path, int initial, bool removeOnDestroy);
@@ -21,7 +24,7 @@ class CMutex {
   CMutex(const CMutex&) = delete;
   CMutex& operator=(const CMutex&) = delete;
 
-  /// Creates the set for `key` (0: derived from the path with `ftok` and the character 'S'), with
+  /// Creates the set for `key` (0: derived from the path with `ftok` and `kProject`), with
   /// rights for the owner only, or attaches to the one that exists, whose value stays. False when
   /// the path gives no key (`key()` is then 0), when the set can be neither created nor attached,
   /// or when a new set's value cannot be set (the set then stays attached).

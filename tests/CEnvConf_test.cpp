@@ -206,6 +206,40 @@ TEST_F(Configuration, UnknownKeywords) {
   expectError("FORMAT_VER = 1\n", 1, "keyword error.");
 }
 
+TEST_F(Configuration, ALineIsCheckedAlone) {
+  struct {
+    std::string line;
+    const char* error;
+    const char* keyword;
+    const char* value;
+  } const rows[] = {
+      {"", nullptr, "", ""},
+      {" # BigLimit=1\n", nullptr, "", ""},
+      {" BigLimit=2MB # two\n", nullptr, "BigLimit", "2048"},
+      {"AutoCleaning=YES\n", nullptr, "AutoCleaning", "yes"},
+      {"RCExtremeTime=100hour", nullptr, "RCExtremeTime", "0"},
+      {"RCWaitLimit=", nullptr, "RCWaitLimit", "180"},
+      {"SaveArea=", nullptr, "SaveArea", ""},
+      {"MaxSendTotal=20mb", nullptr, "MaxSendTotal", "20480"},
+      {"BigLimit", "keyword not exist.", "", ""},
+      {"=1", "keyword not exist.", "", ""},
+      {"BigLimit =1", "keyword error.", "", ""},
+      {"BigLimit=1 kb", "value error.", "", ""},
+      {"AutoCleaning=1", "value error.", "", ""},
+      {"SaveArea=" + std::string(257, 'x'), "keyword or value longer than 256 bytes.", "", ""},
+  };
+  for (const auto& row : rows) {
+    char line[CEnvConf::kLineBytes];
+    strcpy(line, row.line.c_str());
+    std::string keyword = "before";
+    std::string text = "before";
+    EXPECT_STREQ(CEnvConf::checkLine(line, keyword, text), row.error) << row.line;
+    EXPECT_EQ(keyword, row.keyword) << row.line;
+    EXPECT_EQ(text, row.value) << row.line;
+  }
+  EXPECT_EQ(logged(), Lines{}) << "a check logs nothing";
+}
+
 TEST_F(Configuration, KeywordsAndValuesHave256BytesAtMost) {
   const std::string longest(256, 'x');
   EXPECT_EQ(read("FORMAT_VER", longest), longest);
