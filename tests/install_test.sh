@@ -118,7 +118,7 @@ for language in en en:ja; do
   in_english() {
     LC_ALL=en_US.UTF-8 LANGUAGE=$language gettext moxel "$(echo "$1" | iconv -f UTF-8 -t EUC-JP)"
   }
-  equal "Select (%s, 'Enter' Key) :" "$(in_english "$japanese")" "the Japanese row with LANGUAGE=$language"
+  equal "Select (%s, 'Enter' Key):" "$(in_english "$japanese")" "the Japanese row with LANGUAGE=$language"
   equal "Sent" "$(in_english "Sent")" "the English row with LANGUAGE=$language"
 done
 
