@@ -30,9 +30,11 @@ shown() {
   LC_ALL=$1 man --warnings "${2##*.}" "${2%.*}" >"$scratch/shown" 2>"$scratch/warnings" ||
     fail "no manual page $2 for $1"
   empty "$scratch/warnings" "warnings of the manual page $2 for $1"
+  width=$(LC_ALL=$1 wc -L <"$scratch/shown")
+  [ "$width" -le $MANWIDTH ] || fail "the manual page $2 for $1 has a line of $width columns"
 }
 
-for page in scsend.8 moxel.conf.5 moxel-messages.5 libmoxel.3; do
+for page in scsend.8 confcheck.8 explain.8 loglock.8 moxel.conf.5 moxel-messages.5 libmoxel.3; do
   for language in "" ja/; do
     file=$build/man/${language}man${page##*.}/$page.gz
     gzip -dc "$file" >"$scratch/page" || fail "$file cannot be read"

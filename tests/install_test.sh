@@ -17,29 +17,46 @@ trap 'exit 1' HUP INT TERM
 
 # Files and modes, one a line.
 listing() {
-  (cd "$1" && find . ! -type d -printf '%m %P\n' | sort -k 2)
+  (cd "$1" && find . ! -type d -printf '%m %P\n' | LC_ALL=C sort -k 2)
 }
 
 # ---- What a server gets ------------------------------------------------------------------------
 
 quietly cmake --install "$build" --component moxel --prefix "$scratch/server"
 cat >"$scratch/expected" <<END
+755 opt/kardo/moxel/bin/confcheck
+755 opt/kardo/moxel/bin/explain
+755 opt/kardo/moxel/bin/loglock
 755 opt/kardo/moxel/bin/scsend
 644 opt/kardo/moxel/etc/moxel.conf
 644 opt/kardo/moxel/lib/locale/moxel_msg.C
 644 opt/kardo/moxel/lib/locale/moxel_msg.ja
+644 usr/lib/systemd/system/moxel-loglock.service
+777 usr/lib/systemd/system/multi-user.target.wants/moxel-loglock.service
 644 usr/share/doc/moxel/changelog.gz
 644 usr/share/doc/moxel/copyright
+644 usr/share/doc/moxel/examples/README.ja.md
+644 usr/share/doc/moxel/examples/README.md
+$(cd "$source/docs" && printf '644 usr/share/doc/moxel/examples/docs/%s\n' *.md *.svg | sort)
+644 usr/share/doc/moxel/examples/first_tool.cpp
+644 usr/share/doc/moxel/examples/moxel-scsend.service
+644 usr/share/doc/moxel/examples/moxel-scsend.timer
+644 usr/share/doc/moxel/examples/moxel.logrotate
+755 usr/share/doc/moxel/examples/scsend.sh
 644 usr/share/lintian/overrides/moxel
 644 usr/share/locale/en/LC_MESSAGES/moxel.mo
 644 usr/share/locale/ja/LC_MESSAGES/moxel.mo
-644 usr/share/man/ja/man3/libmoxel.3.gz
 644 usr/share/man/ja/man5/moxel-messages.5.gz
 644 usr/share/man/ja/man5/moxel.conf.5.gz
+644 usr/share/man/ja/man8/confcheck.8.gz
+644 usr/share/man/ja/man8/explain.8.gz
+644 usr/share/man/ja/man8/loglock.8.gz
 644 usr/share/man/ja/man8/scsend.8.gz
-644 usr/share/man/man3/libmoxel.3.gz
 644 usr/share/man/man5/moxel-messages.5.gz
 644 usr/share/man/man5/moxel.conf.5.gz
+644 usr/share/man/man8/confcheck.8.gz
+644 usr/share/man/man8/explain.8.gz
+644 usr/share/man/man8/loglock.8.gz
 644 usr/share/man/man8/scsend.8.gz
 END
 listing "$scratch/server" >"$scratch/files"
@@ -50,6 +67,26 @@ for directory in opt/kardo var/log/kardo usr/share/doc/moxel usr/share/locale/ja
   empty "$scratch/closed" "directories that are not open to all"
 done
 quietly cmp "$build/scsend" "$scratch/server/opt/kardo/moxel/bin/scsend"
+
+# What systemd and logrotate make of the files for them, with what they name in the staged server.
+mkdir "$scratch/units"
+for unit in packaging/moxel-loglock.service examples/moxel-scsend.service examples/moxel-scsend.timer; do
+  sed "s,/opt/kardo,$scratch/server/opt/kardo," "$source/$unit" >"$scratch/units/${unit##*/}"
+done
+SYSTEMD_UNIT_PATH=$scratch/units: systemd-analyze verify --man=no "$scratch"/units/* >"$scratch/output" 2>&1 ||
+  fail "units: $(cat "$scratch/output")"
+empty "$scratch/output" "what systemd says of the units"
+log=$scratch/server/var/log/kardo/moxel/log
+sed "s,/var/log/kardo/moxel/log,$log," "$source/examples/moxel.logrotate" >"$scratch/logrotate"
+chmod 644 "$scratch/logrotate"
+for kilobytes in 499 501; do
+  head -c ${kilobytes}k /dev/zero >"$log/moxel.log"
+  quietly logrotate -s "$scratch/state" "$scratch/logrotate"
+  echo "$kilobytes: $(ls "$log")"
+done >"$scratch/output"
+printf '499: moxel.log\n501: moxel.log.1\n' >"$scratch/expected"
+same "$scratch/expected" "$scratch/output" "logs that logrotate rotates"
+rm "$log"/*
 
 # Every keyword is explained in the configuration file, and the file is right as it is and with every
 # setting in force.
@@ -130,7 +167,7 @@ for header in "$source"/src/*.h; do
   case ${header##*/} in Descriptor.h | DirectoryBit.h | File.h | LogLine.h) continue ;; esac
   present "^644 usr/include/moxel/${header##*/}\$" "$scratch/files" "the header in moxel-dev"
 done
-for file in usr/lib/libmoxel.a usr/share/pkgconfig/moxel.pc usr/lib/cmake/moxel/moxelConfig.cmake \
+for file in usr/share/man/man3/libmoxel.3.gz usr/share/man/ja/man3/libmoxel.3.gz usr/lib/libmoxel.a usr/share/pkgconfig/moxel.pc usr/lib/cmake/moxel/moxelConfig.cmake \
   usr/lib/cmake/moxel/moxelConfigVersion.cmake; do
   present "^644 $file\$" "$scratch/files" "the file in moxel-dev"
 done
@@ -140,6 +177,14 @@ absent 'vekcom.*so' "$scratch/files" "the substitute in moxel-dev"
 find "$scratch/dev/usr/lib/cmake" "$scratch/dev/usr/share/pkgconfig" -type f -exec grep -HF "$source" {} + \
   >"$scratch/paths" || true
 empty "$scratch/paths" "paths of the build in moxel-dev"
+
+# ---- What stands in for the agent --------------------------------------------------------------
+
+quietly cmake --install "$build" --component moxel-test --prefix "$scratch/test"
+listing "$scratch/test" >"$scratch/files"
+printf '644 %s\n' usr/lib/moxel-test/libvekcom.so.2.0 usr/share/doc/moxel-test/changelog.gz \
+  usr/share/doc/moxel-test/copyright >"$scratch/expected"
+same "$scratch/expected" "$scratch/files" "the files of moxel-test"
 
 # ---- Where nothing can be installed ------------------------------------------------------------
 

@@ -1,0 +1,194 @@
+// The command explain: what the catalogue says of an agent error.
+
+#include <getopt.h>
+#include <iconv.h>
+#include <langinfo.h>
+
+#include <cerrno>
+#include <climits>
+#include <clocale>
+#include <cstddef>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <iostream>
+#include <string>
+
+#include "ExtErrCatalogue.h"
+#include "IExtVekError.h"
+#include "Tool.h"
+
+namespace {
+
+constexpr Tool kTool = {
+    "explain",
+    "usage: explain [--raw] TYPE RM-CODE SS-CODE [MESSAGE]\n"
+    "       explain [--raw] --list [TYPE]\n"
+    "       explain [--raw] -\n"
+    "Explains the agent error of the transport TYPE (SMTP or HTTP) with the agent's result\n"
+    "RM-CODE and the transport's code SS-CODE, and shows it on one line as logs have it. MESSAGE\n"
+    "is what the mail server said. \"-\" reads records of four lines from standard input.\n"
+    "  --list     list the catalogue: type, RM-CODE, SS-CODE and first line of each text\n"
+    "  --raw      print the texts in EUC-JP rather than in the locale's code set\n"
+    "  -h, --help, --version\n"
+    "Exit status: 0; 1 when something cannot be read or written; 2 for wrong use.\n"};
+
+constexpr char kTextCodeSet[] = "EUC-JP";
+
+// Gives texts in another code set; what cannot be converted becomes "?". Without one of the two
+// code sets, or a way between them, texts stay as they are.
+class Converter {
+ public:
+  Converter(const std::string& to, const std::string& from)
+      : m_handle(to.empty() || from.empty() ? kNone : iconv_open(to.c_str(), from.c_str())) {}
+  ~Converter() {
+    if (m_handle != kNone) iconv_close(m_handle);
+  }
+  Converter(const Converter&) = delete;
+  Converter& operator=(const Converter&) = delete;
+
+  std::string operator()(std::string text) const {
+    if (m_handle == kNone) return text;
+    std::string result;
+    char* in = text.data();
+    size_t inLeft = text.size();
+    while (inLeft > 0) {
+      char buffer[1024];
+      char* out = buffer;
+      size_t outLeft = sizeof buffer;
+      const size_t converted = iconv(m_handle, &in, &inLeft, &out, &outLeft);
+      const int error = errno;
+      result.append(buffer, out);
+      if (converted != static_cast<size_t>(-1) || error == E2BIG) continue;
+      result += '?';
+      ++in;
+      --inLeft;
+    }
+    return result;
+  }
+
+ private:
+  static inline const iconv_t kNone = reinterpret_cast<iconv_t>(-1);
+
+  iconv_t m_handle;
+};
+
+// A record that nobody exchanges anything with.
+class Record : public IExtVekError {
+ public:
+  int Communicate(unsigned long /*id*/, int /*a*/, int /*b*/, void* /*data*/) override { return 0; }
+};
+
+bool isType(const char* text) {
+  return std::strcmp(text, "SMTP") == 0 || std::strcmp(text, "HTTP") == 0;
+}
+
+// Whether the text is a number that fits into an int.
+bool isCode(const char* text) {
+  char* end = nullptr;
+  errno = 0;
+  const long number = std::strtol(text, &end, 10);
+  return end != text && *end == '\0' && errno == 0 && number >= INT_MIN && number <= INT_MAX;
+}
+
+void print(const std::string& text, const Converter& toLocale) {
+  std::fputs(toLocale(text).c_str(), stdout);
+}
+
+void explain(Record& record, const Converter& toLocale) {
+  if (record.getLastSSErrType() == 0) {
+    std::printf("RL:%d, no error of a transport\n", record.getLastRMErrCode());
+    return;
+  }
+  print(record.toString(), toLocale);
+  print(std::string(record.toString1line()) + "\n", toLocale);
+}
+
+void list(const char* type, const Converter& toLocale) {
+  for (const EXTERR* row = gExtErrCatalogue; row->rmCode != kExtErrEnd; ++row) {
+    if (type != nullptr && std::strcmp(row->type, type) != 0) continue;
+    const std::string text = row->text == nullptr ? "" : row->text;
+    std::printf("%s %5d %6d  ", row->type, row->rmCode, row->ssCode);
+    print(text.substr(0, text.find('\n')) + "\n", toLocale);
+  }
+}
+
+// Empty lines between records count for nothing.
+int explainRecords(const Converter& toLocale) {
+  for (int number = 1;; ++number) {
+    while (std::cin.peek() == '\n') std::cin.get();
+    if (std::cin.peek() == std::istream::traits_type::eof()) break;
+    Record record;
+    if (!(std::cin >> record)) {
+      std::fprintf(stderr, "%s: standard input: record %d is cut off or too long\n", kTool.name,
+                   number);
+      return kTool.finish(kExitFailure);
+    }
+    if (number > 1) std::printf("\n");
+    explain(record, toLocale);
+  }
+  if (std::ferror(stdin) != 0) return kTool.failed("standard input", errno);
+  return kTool.finish(EXIT_SUCCESS);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  std::setlocale(LC_ALL, "");
+  bool raw = false;
+  bool listing = false;
+  enum { kHelp = 'h', kVersion = 'V', kRaw = 'r', kList = 'l' };
+  const option longOptions[] = {{"help", no_argument, nullptr, kHelp},
+                                {"version", no_argument, nullptr, kVersion},
+                                {"raw", no_argument, nullptr, kRaw},
+                                {"list", no_argument, nullptr, kList},
+                                {}};
+  // "+": options end at the first argument, since codes are negative.
+  for (int found = 0; (found = getopt_long(argc, argv, "+h", longOptions, nullptr)) != -1;) {
+    switch (found) {
+      case kHelp:
+        return kTool.showUsage();
+      case kVersion:
+        return kTool.showVersion();
+      case kRaw:
+        raw = true;
+        break;
+      case kList:
+        listing = true;
+        break;
+      default:
+        std::fputs(kTool.usage, stderr);
+        return kExitUsage;
+    }
+  }
+  char** arguments = argv + optind;
+  const int count = argc - optind;
+  const bool fromInput = !listing && count > 0 && std::strcmp(arguments[0], "-") == 0;
+  const int least = listing ? 0 : fromInput ? 1 : 3;
+  const int most = listing || fromInput ? 1 : 4;
+  if (count < least)
+    return kTool.misused("too few arguments", count == 0 ? "none" : arguments[count - 1]);
+  if (count > most) return kTool.misused("too many arguments", arguments[most]);
+  if (!fromInput && count > 0 && !isType(arguments[0])) {
+    return kTool.misused("neither SMTP nor HTTP", arguments[0]);
+  }
+
+  const std::string codeSet = raw ? "" : nl_langinfo(CODESET);
+  const Converter toLocale(raw ? "" : codeSet + "//TRANSLIT", kTextCodeSet);
+  if (fromInput) return explainRecords(toLocale);
+  if (listing) {
+    list(count == 0 ? nullptr : arguments[0], toLocale);
+    return kTool.finish(EXIT_SUCCESS);
+  }
+
+  for (const int code : {1, 2}) {
+    if (!isCode(arguments[code])) return kTool.misused("no number of 32 bits", arguments[code]);
+  }
+  const Converter fromLocale(kTextCodeSet, codeSet);
+  const bool mail = std::strcmp(arguments[0], "SMTP") == 0;
+  Record record;
+  record.setData({arguments[1], mail ? "1" : "2", arguments[2],
+                  fromLocale(count == most ? arguments[3] : "")});
+  explain(record, toLocale);
+  return kTool.finish(EXIT_SUCCESS);
+}
