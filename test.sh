@@ -4,13 +4,16 @@
 # form.
 set -eu
 
-usage="usage: test.sh [-h]"
-case ${1:-} in
-  -h)
+usage="usage: test.sh [quick]
+Runs everything that must pass. quick: one compiler, the tests but that of the packages, and the
+checks of form."
+mode=${1:-}
+case $mode in
+  -h | --help)
     echo "$usage"
     exit 0
     ;;
-  "") ;;
+  "" | quick) ;;
   *)
     echo "$usage" >&2
     exit 2
@@ -29,7 +32,19 @@ step() {
 step "packages"
 sh scripts/packages.sh git make cmake ninja-build g++ clang libgtest-dev libgmock-dev gettext libc-bin \
   util-linux mount locales psmisc perl pkgconf shellcheck \
-  binutils dpkg-dev file rpm lintian mandoc man-db groff doxygen
+  binutils dpkg-dev file rpm lintian mandoc man-db groff doxygen \
+  g++-aarch64-linux-gnu qemu-user systemd logrotate
+
+if [ "$mode" = quick ]; then
+  step "build and test: debug"
+  cmake --preset debug >/dev/null
+  cmake --build --preset debug
+  ctest --preset debug -E Product.packages
+  step "form"
+  sh scripts/check-form.sh
+  step "all of quick passed"
+  exit 0
+fi
 
 for preset in release release-clang sanitize; do
   step "build and test: $preset"

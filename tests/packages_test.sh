@@ -392,5 +392,5 @@ dpkg-deb -f "moxel_${version}_arm64.deb" Depends >"$scratch/needed"
 absent 'cross|:arm64' "$scratch/needed" "what the DEB for arm64 needs"
 present '^libc6 \(>= [0-9.]+\), libgcc-s1 \(>= ' "$scratch/needed" "what the DEB for arm64 needs"
 quietly dpkg-deb -x "moxel_${version}_arm64.deb" "$scratch/arm64-files"
-quietly qemu-aarch64-static -L /usr/aarch64-linux-gnu "$scratch/arm64-files/opt/kardo/moxel/bin/explain" HTTP -14 5
+quietly qemu-aarch64 -L /usr/aarch64-linux-gnu "$scratch/arm64-files/opt/kardo/moxel/bin/explain" HTTP -14 5
 echo "the packages live as they should"

@@ -8,6 +8,7 @@
 #include <climits>
 #include <clocale>
 #include <cstddef>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -40,20 +41,20 @@ constexpr char kTextCodeSet[] = "EUC-JP";
 class Converter {
  public:
   Converter(const std::string& to, const std::string& from)
-      : m_handle(to.empty() || from.empty() ? kNone : iconv_open(to.c_str(), from.c_str())) {}
+      : m_named(!to.empty() && !from.empty()), m_handle(iconv_open(to.c_str(), from.c_str())) {}
   ~Converter() {
-    if (m_handle != kNone) iconv_close(m_handle);
+    if (isOpen()) iconv_close(m_handle);
   }
   Converter(const Converter&) = delete;
   Converter& operator=(const Converter&) = delete;
 
   std::string operator()(std::string text) const {
-    if (m_handle == kNone) return text;
+    if (!m_named || !isOpen()) return text;
     std::string result;
     char* in = text.data();
     size_t inLeft = text.size();
     while (inLeft > 0) {
-      char buffer[1024];
+      char buffer[kBufferBytes];
       char* out = buffer;
       size_t outLeft = sizeof buffer;
       const size_t converted = iconv(m_handle, &in, &inLeft, &out, &outLeft);
@@ -68,8 +69,11 @@ class Converter {
   }
 
  private:
-  static inline const iconv_t kNone = reinterpret_cast<iconv_t>(-1);
+  static constexpr size_t kBufferBytes = 1024;
 
+  bool isOpen() const { return reinterpret_cast<std::intptr_t>(m_handle) != -1; }
+
+  bool m_named;  // an empty name would be the locale's code set
   iconv_t m_handle;
 };
 
@@ -164,8 +168,12 @@ int main(int argc, char** argv) {
   char** arguments = argv + optind;
   const int count = argc - optind;
   const bool fromInput = !listing && count > 0 && std::strcmp(arguments[0], "-") == 0;
-  const int least = listing ? 0 : fromInput ? 1 : 3;
-  const int most = listing || fromInput ? 1 : 4;
+  int least = 3;
+  int most = 4;
+  if (listing || fromInput) {
+    least = fromInput ? 1 : 0;
+    most = 1;
+  }
   if (count < least)
     return kTool.misused("too few arguments", count == 0 ? "none" : arguments[count - 1]);
   if (count > most) return kTool.misused("too many arguments", arguments[most]);
