@@ -1,73 +1,337 @@
 #!/bin/sh
-# A sample of the set's configuration-send script: gathers facts of this machine into an archive in
-# an outbox directory and prints one line for each thing collected, then the archive's size.
+# A sample of the set's configuration-send script: collects facts of this machine into an archive in an
+# outbox directory and says what it has collected. It sends nothing; the place where the transmission
+# goes is marked below.
 #
-# usage: scsend.sh [-v]
-#   -v  print what has been collected
+# Root gets everything, an ordinary user what that user may read. The archive has a file for each thing
+# collected, and MANIFEST, which lists file, bytes, SHA-256 and status:
+#   collected
+#   not installed      this machine does not have it
+#   not permitted      this user may not read it, or not all of it
+#   failed, status N   the program that tells it failed; the file has what it said until then
+#   timed out          it did not end within 30 seconds, as on a dead network mount; likewise
 #
-# The outbox is /opt/kardo/moxel/outbox, or what OUTBOX names.
+# MAC addresses, IP addresses (the loopback's too) and serial numbers are masked in all of the archive,
+# unless -u asks for them. The host's name stays.
+#
+# Exit status: 0 the archive is made, 1 there is none, 2 wrong use, 3 the archive is made but something
+# failed or timed out. The reason of a failure is on standard output, since the command that calls this
+# script discards its error output.
 set -eu
+umask 077
+LC_ALL=C
+export LC_ALL
 
-verbose=no
-case ${1:-} in
-  -v) verbose=yes ;;
-  -h)
-    echo "usage: scsend.sh [-v]"
-    exit 0
-    ;;
-  "") ;;
-  *)
-    echo "usage: scsend.sh [-v]" >&2
-    exit 2
-    ;;
-esac
+usage="usage: scsend.sh [-nuv] [-o DIR]
+Collects facts of this machine into an archive in an outbox directory; sends nothing.
+  -n          print what would be collected, make no archive
+  -o DIR      the outbox; default: the variable OUTBOX, or /opt/kardo/moxel/outbox
+  -u          unmasked: with MAC and IP addresses and serial numbers
+  -v          print a line for each thing collected, then the archive's
+  -h, --help  print this
+Exit status: 0 the archive is made, apart from what is not installed or not permitted
+             1 there is no archive
+             2 wrong use
+             3 the archive is made, but something failed or timed out"
 
-outbox=${OUTBOX:-/opt/kardo/moxel/outbox}
-work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
-trap 'exit 1' HUP INT TERM
-facts=$work/configuration
-mkdir "$facts"
-mkdir -p "$outbox"
+# ---- What is collected -------------------------------------------------------------------------
 
-report() {
-  if [ "$verbose" = yes ]; then
-    printf '%-14s%s\n' "$1" "$2"
+# collect_NAME prints the facts; on descriptor 3 it says why there are none. If a program fails, the
+# collector ends with its status.
+names="host kernel distribution cpu memory disks filesystems packages interfaces addresses serials"
+
+not() {
+  echo "not $1" >&3
+}
+
+show_file() {
+  if [ ! -e "$1" ]; then
+    not installed
+  elif [ ! -r "$1" ]; then
+    not permitted
+  else
+    cat "$1"
   fi
 }
 
-uname -n >"$facts/host"
-report host "$(cat "$facts/host")"
+collect_host() {
+  uname -n
+}
 
-uname -srvm >"$facts/kernel"
-report kernel "$(uname -sr) ($(uname -m))"
+collect_kernel() {
+  uname -srvm
+}
 
-cp /etc/os-release "$facts/distribution"
-# shellcheck source=/dev/null
-report distribution "$(. /etc/os-release && echo "$PRETTY_NAME")"
+collect_distribution() {
+  show_file /etc/os-release
+}
 
-cp /proc/cpuinfo "$facts/cpu"
-report cpu "$(grep -c '^processor' /proc/cpuinfo) processors,$(
-  sed -n 's/^model name[^:]*://p' /proc/cpuinfo | head -n 1
-)"
+collect_cpu() {
+  show_file /proc/cpuinfo
+}
 
-cp /proc/meminfo "$facts/memory"
-report memory "$(awk '/^MemTotal:/ { print $2 " KB" }' /proc/meminfo)"
+collect_memory() {
+  show_file /proc/meminfo
+}
 
-cp /proc/partitions "$facts/disks"
-df -kP >>"$facts/disks" 2>/dev/null || true
-report disks "$(awk 'NR > 2 { n++; kb += $3 } END { print n + 0 " block devices, " kb + 0 " KB" }' \
-  /proc/partitions)"
+collect_disks() {
+  for disk in /sys/block/*; do
+    name=${disk##*/}
+    # No partitions, nothing made of disks or in memory, no paths (nvme0c0n1), no drives for media.
+    case $name in
+      '*' | dm-* | fd* | loop* | md* | nbd* | nvme*c* | ram* | sr* | zram*) continue ;;
+    esac
+    sectors=$(cat "$disk/size")
+    echo "disk $name $((sectors / 2)) KB"
+    for file in "$disk/device/model" "$disk/device/serial" "$disk/serial"; do
+      [ ! -r "$file" ] || echo "${file##*/} $name: $(cat "$file")"
+    done
+  done
+}
 
-dpkg-query -W >"$facts/packages"
-report packages "$(wc -l <"$facts/packages") installed"
+collect_filesystems() {
+  df -kP
+}
 
-for interface in /sys/class/net/*; do
-  printf '%s %s %s\n' "${interface##*/}" "$(cat "$interface/address")" \
-    "$(cat "$interface/operstate")"
-done >"$facts/interfaces"
-report interfaces "$(cut -d ' ' -f 1 "$facts/interfaces" | tr '\n' ' ')"
+# An rpm without a database would make one.
+collect_packages() {
+  rpms=""
+  if command -v rpm >/dev/null; then
+    rpms=$(ls "$(rpm --eval %_dbpath)" 2>/dev/null) || true
+  fi
+  if [ -n "$rpms" ]; then
+    rpm -qa --qf 'installed %{NAME} %{VERSION}-%{RELEASE} %{ARCH}\n'
+  fi
+  if command -v dpkg-query >/dev/null; then
+    dpkg-query -W -f '${db:Status-Status} ${Package} ${Version} ${Architecture}\n'
+  elif [ -z "$rpms" ]; then
+    not installed
+  fi
+}
 
-archive=$outbox/configuration-$(uname -n).tar.gz
-tar -C "$work" -czf "$archive" configuration
-report archive "$archive, $(wc -c <"$archive") bytes"
+collect_interfaces() {
+  for interface in /sys/class/net/*; do
+    # There are plain files, too, and an interface may go at any time.
+    if [ -d "$interface" ] && state=$(cat "$interface/operstate") &&
+      address=$(cat "$interface/address"); then
+      echo "${interface##*/} $state $address"
+    fi
+  done
+}
+
+collect_addresses() {
+  if command -v ip >/dev/null; then
+    ip address
+  else
+    not installed
+  fi
+}
+
+collect_serials() {
+  for file in /sys/class/dmi/id/*serial /sys/class/dmi/id/product_uuid; do
+    if [ -r "$file" ]; then
+      value=$(cat "$file")
+      echo "serial ${file##*/}: $value"
+    elif [ -e "$file" ]; then
+      not permitted
+    fi
+  done
+}
+
+# scsend.sh --collect NAME: called by this script itself, under a time limit.
+if [ "${1:-}" = --collect ]; then
+  # It waits for the program that it runs, so that one that takes no notice of TERM is killed later on.
+  trap 'exit 143' TERM
+  "collect_$2"
+  exit
+fi
+
+# ---- Options -----------------------------------------------------------------------------------
+
+wrong_use() {
+  echo "${0##*/}: $1" >&2
+  echo "$usage" >&2
+  exit 2
+}
+
+if [ "${1:-}" = --help ]; then
+  echo "$usage"
+  exit 0
+fi
+
+outbox=${OUTBOX:-/opt/kardo/moxel/outbox}
+archived=yes
+masked=yes
+verbose=no
+while getopts :hno:uv option; do
+  case $option in
+    h)
+      echo "$usage"
+      exit 0
+      ;;
+    n)
+      archived=no
+      verbose=yes
+      ;;
+    o) outbox=$OPTARG ;;
+    u) masked=no ;;
+    v) verbose=yes ;;
+    :) wrong_use "-$OPTARG needs a directory" ;;
+    *) wrong_use "unknown option -$OPTARG" ;;
+  esac
+done
+shift $((OPTIND - 1))
+[ $# = 0 ] || wrong_use "unexpected argument: $1"
+[ -n "$outbox" ] || wrong_use "the outbox has no name"
+case $outbox in
+  /*) ;;
+  *) outbox=$PWD/$outbox ;;
+esac
+
+# ---- Output and end ----------------------------------------------------------------------------
+
+# Output without a reader or without room is lost; the archive is made all the same.
+trap '' PIPE
+
+complain() {
+  echo "${0##*/}: $*" || true
+}
+
+give_up() {
+  complain "$@"
+  exit 1
+}
+
+work=""
+unfinished=""
+collecting=no
+clean_up() {
+  trap '' HUP INT TERM
+  if [ $collecting = yes ]; then
+    kill "${!:-}" || true
+    wait || true
+  fi
+  rm -rf "$work" "$unfinished"
+}
+trap clean_up EXIT
+trap 'give_up "ended by a signal"' HUP INT TERM
+
+for program in awk flock gzip sed sha256sum tar timeout; do
+  command -v $program >/dev/null || give_up "$program is not installed"
+done
+
+# ---- The outbox --------------------------------------------------------------------------------
+
+need_room() {
+  room=$(($(stat -f -c '%a * %S / 1024' "$1")))
+  [ $room -ge 10240 ] || give_up "less than 10 MB free in $1: $room KB"
+}
+
+if [ $archived = yes ]; then
+  mkdir -p "$outbox" 2>&1 || give_up "cannot make the outbox $outbox"
+  (: >>"$outbox/.lock") 2>/dev/null || give_up "cannot write into the outbox $outbox"
+  exec 9>>"$outbox/.lock"
+  flock -n 9 || give_up "another run is going on"
+  # What a run that was killed has left.
+  rm -f "$outbox"/.unfinished.*
+  need_room "$outbox"
+fi
+
+# ---- Collection --------------------------------------------------------------------------------
+
+host=$(uname -n | tr -c 'A-Za-z0-9.\n-' _)
+title=configuration-$host-$(date -u +%Y%m%dT%H%M%SZ)
+archive=$outbox/$title.tar.gz
+work=$(mktemp -d) || give_up "cannot make a temporary directory"
+need_room "$work"
+facts=$work/$title
+mkdir "$facts"
+
+# Serial numbers; IPv4; IPv6 that is shortened; IPv6 and MAC, which have six groups at least; and the
+# names of interfaces that have their MAC in it.
+mask() {
+  sed -E '
+    s/^(serial[^:]*:[[:space:]]*).+/\1(masked)/I
+    s/[0-9]{1,3}(\.[0-9]{1,3}){3}/(masked)/g
+    s/[0-9A-Fa-f:]*::[0-9A-Fa-f:]*/(masked)/g
+    s/[0-9A-Fa-f]{1,4}(:[0-9A-Fa-f]{1,4}){5,}/(masked)/g
+    s/\<((en|ib|sl|wl|ww)x)[0-9a-f]{12}/\1(masked)/g'
+}
+
+# summary NAME: what the line about these facts says.
+summary() {
+  case $1 in
+    kernel) awk '{ print $1, $2, "(" $NF ")" }' ;;
+    distribution) sed -n 's/^PRETTY_NAME=//p' | tr -d '"' ;;
+    cpu) awk -F ': *' '/^processor/ { n++ } /^model name/ { model = ", " $2 }
+      END { print n + 0, "processor" (n == 1 ? "" : "s") model }' ;;
+    memory) awk '/^MemTotal:/ { print $2, "KB" }' ;;
+    disks) awk '/^disk / { n++; kb += $3 }
+      END { printf "%d disk%s, %.0f KB\n", n, n == 1 ? "" : "s", kb }' ;;
+    filesystems) awk 'END { print NR - 1, "mounted" }' ;;
+    packages) awk '/^installed / { n++ } END { print n + 0, "installed" }' ;;
+    interfaces) awk '{ names = names " " $1 } END { print substr(names, 2) }' ;;
+    addresses) awk '$1 ~ /^inet/ { n++ } END { print n + 0, "configured" }' ;;
+    serials) awk 'END { print NR, "found" }' ;;
+    *) cat ;;
+  esac
+}
+
+# say NAME TEXT
+say() {
+  printf '%-14s%s\n' "$1" "$2" || true
+}
+
+failed=no
+for name in $names; do
+  # In the background, so that a signal is noticed at once. Neither the lock nor the output is kept by
+  # a program that cannot even be killed.
+  status=0
+  collecting=yes
+  timeout -k 5 30 sh "$0" --collect "$name" >"$work/raw" 3>"$work/reason" 9>&- &
+  wait $! || status=$?
+  collecting=no
+  case $status in
+    0) read -r state <"$work/reason" || state=collected ;;
+    124 | 137) state="timed out" ;;
+    *) state="failed, status $status" ;;
+  esac
+
+  # Versions look like addresses; these have none.
+  case $masked,$name in
+    no,* | *,host | *,kernel | *,distribution | *,packages) mv "$work/raw" "$facts/$name" ;;
+    *) mask <"$work/raw" >"$facts/$name" ;;
+  esac || give_up "cannot write into $work"
+  sum=$(sha256sum <"$facts/$name")
+  printf '%-14s%9s  %s  %s\n' "$name" "$(wc -c <"$facts/$name")" "${sum%% *}" "$state" \
+    >>"$facts/MANIFEST" || give_up "cannot write into $work"
+
+  text=$state
+  [ "$state" != collected ] || text=$(summary "$name" <"$facts/$name")
+  [ $verbose = no ] || say "$name" "$text"
+  case $state in
+    failed* | timed*)
+      failed=yes
+      [ $verbose = yes ] || complain "$name: $state"
+      ;;
+  esac
+done
+
+# ---- The archive -------------------------------------------------------------------------------
+
+if [ $archived = yes ]; then
+  unfinished=$(mktemp "$outbox/.unfinished.XXXXXX") || give_up "cannot write into the outbox $outbox"
+  tar -C "$work" -czf "$unfinished" "$title" 2>&1 || give_up "cannot write the archive"
+  mv -f "$unfinished" "$archive" || give_up "cannot rename the archive"
+
+  # ---- Transmission: this is the place to send "$archive", with give_up where that fails.
+
+  # The newest five of this host stay, by name, and this one in any case.
+  set -- "$outbox/configuration-$host"-????????T??????Z.tar.gz
+  while [ $# -gt 5 ]; do
+    [ "$1" = "$archive" ] || rm -f "$1" 2>&1 || true
+    shift
+  done
+  [ $verbose = no ] || say archive "$archive, $(wc -c <"$archive") bytes"
+fi
+[ $failed = no ] || exit 3

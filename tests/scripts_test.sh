@@ -22,7 +22,8 @@ gives() {
   equal "$expected" $status "status of $*"
 }
 
-for script in run.sh bench/bench.sh tests/mutation/mutate.sh scripts/fresh-root.sh tests/packages_test.sh; do
+for script in run.sh bench/bench.sh tests/mutation/mutate.sh scripts/fresh-root.sh tests/packages_test.sh \
+  tests/sample_script_test.sh; do
   for argument in "" none "$(readlink /proc/self/ns/mnt)"; do
     gives 2 $script --inside "$scratch" "$argument" "$argument"
     present "^${script##*/}: --inside is for the script itself\$" "$scratch/errors" "$script --inside"
