@@ -1,65 +1,72 @@
 #!/bin/sh
 # Builds the command and runs its main job: the built scsend at its real paths, in mounts of its own
 # that leave this machine untouched, with the substitute for the agent's library and a sample send
-# script that collects this machine's real configuration.
+# script that collects this machine's real configuration, or a send script of one's own.
 set -eu
 
-usage="usage: run.sh [-h]
+usage="usage: run.sh [--keep DIR] [SCRIPT]
 Shows three runs of the command: in operation and sent, in operation with a script that fails, and
-not in operation; then the log that they left. Needs root, or a user who may use unshare."
+not in operation; then the log that they left. Needs root, or a user who may use unshare.
+  --keep DIR  leave what the script put into the outbox, and the log, in DIR, which is made if missing
+  SCRIPT      send script for the first run, instead of the sample; whatever its status is"
 
-case ${1:-} in
-  -h)
-    echo "$usage"
-    exit 0
-    ;;
-  "" | --inside) ;;
-  *)
-    echo "$usage" >&2
-    exit 2
-    ;;
-esac
+wrong_use() {
+  echo "run.sh: $1" >&2
+  echo "$usage" >&2
+  exit 2
+}
 
 top=$(cd "$(dirname "$0")" && pwd)
-cd "$top"
 
 # ---- In the mounts of its own ------------------------------------------------------------------
+
+outbox=/opt/kardo/moxel/outbox
+log=/var/log/kardo/moxel/log/moxel.log
 
 install_here() {
   mount -t tmpfs -o mode=0755 moxel-opt /opt
   mount -t tmpfs -o mode=0755 moxel-log /var/log
-  mkdir -p /opt/kardo/moxel/bin /opt/ZQRNvek/lib /var/log/kardo/moxel/log
+  mkdir -p /opt/kardo/moxel/bin /opt/ZQRNvek/lib "${log%/*}"
   install -m 755 "$1/scsend" "$1/scsend.sh" /opt/kardo/moxel/bin
   install -m 644 "$1/libvekcom.so.2.0" /opt/ZQRNvek/lib
 }
 
-# Runs the command once; its EUC-JP output is shown in UTF-8.
+# Runs the command once; its first line is EUC-JP and shown in UTF-8, the script's lines are as they are.
+# Without an expected status each one is right.
 show() {
   echo "== $1"
   status=0
   /opt/kardo/moxel/bin/scsend >"$stage/output" || status=$?
-  iconv -f EUC-JP -t UTF-8 "$stage/output"
+  head -n 1 "$stage/output" | iconv -f EUC-JP -t UTF-8
+  tail -n +2 "$stage/output"
   # The last line of the script has no end.
   [ -z "$(tail -c 1 "$stage/output")" ] || echo
   echo "-- exit status $status"
   echo
-  if [ "$status" != "$2" ]; then
+  if [ "$status" != "${2:-$status}" ]; then
     echo "run.sh: expected the exit status $2" >&2
     exit 1
   fi
 }
 
-# run.sh --inside STAGE: called by this script itself.
+# run.sh --inside STAGE STATUS: called by this script itself.
 if [ "${1:-}" = --inside ]; then
+  cd "$top"
   # shellcheck source=scripts/inside.sh
   . scripts/inside.sh
   stage=$2
   install_here "$stage"
+  # Outbox and log outlive the mounts.
+  trap '[ ! -e "$outbox" ] || cp -R "$outbox" "$stage"; [ ! -e "$log" ] || cp "$log" "$stage"' EXIT
 
-  show "in operation, the configuration is sent" 0
+  show "in operation, the configuration is sent" "$3"
   echo "== what the script put into the outbox"
-  for archive in /opt/kardo/moxel/outbox/*.tar.gz; do
-    tar -tzvf "$archive"
+  for file in "$outbox"/*; do
+    case $file in
+      *.tar.gz) tar -tzvf "$file" ;;
+      "$outbox/*") echo "nothing" ;;
+      *) ls -ld "$file" ;;
+    esac
   done
   echo
 
@@ -71,23 +78,89 @@ if [ "${1:-}" = --inside ]; then
   export VEKCOM_STATUS
   show "not in operation (maintenance)" 255
 
-  echo "== the log that the three runs left in /var/log/kardo/moxel/log/moxel.log"
-  cat /var/log/kardo/moxel/log/moxel.log
+  echo "== the log that the three runs left in $log"
+  cat $log
   exit 0
 fi
 
+# ---- Options -----------------------------------------------------------------------------------
+
+# Paths are the caller's, and absolute from here on.
+absolute() {
+  case $1 in
+    /*) echo "$1" ;;
+    *) echo "$PWD/$1" ;;
+  esac
+}
+
+kept=""
+while [ $# != 0 ]; do
+  case $1 in
+    -h | --help)
+      echo "$usage"
+      exit 0
+      ;;
+    --keep)
+      [ -n "${2:-}" ] || wrong_use "--keep needs a directory"
+      kept=$(absolute "$2")
+      shift 2
+      ;;
+    -*) wrong_use "unknown option $1" ;;
+    *) break ;;
+  esac
+done
+[ $# -le 1 ] || wrong_use "unexpected argument: $2"
+
+script=$top/examples/scsend.sh
+expected=0
+if [ $# = 1 ]; then
+  script=$(absolute "$1")
+  expected=""
+  if [ ! -f "$script" ] || [ ! -r "$script" ]; then
+    wrong_use "no script that can be read: $1"
+  fi
+fi
+cd "$top"
+
 # ---- Set-up ------------------------------------------------------------------------------------
 
+# in_group COMMAND...: in a process group of its own, which a signal for this script ends as a whole. What
+# runs in the background has no standard input, unless it comes by another descriptor.
+{ command exec 3<&0; } 2>/dev/null || exec 3</dev/null
+child=""
+in_group() {
+  result=0
+  setsid "$@" <&3 3<&- &
+  child=$!
+  wait "$child" || result=$?
+  child=""
+  return $result
+}
+
+stage=""
+clean_up() {
+  trap '' HUP INT TERM
+  if [ -n "$child" ]; then
+    kill -- "-$child" || kill "$child" || true
+    wait "$child" || true
+  fi 2>/dev/null
+  rm -rf "$stage"
+}
+trap clean_up EXIT
+trap 'exit 1' HUP INT TERM
+
+[ -z "$kept" ] || mkdir -p "$kept"
 sh scripts/packages.sh cmake g++ ninja-build gettext libc-bin mount util-linux
 
+# What goes on is told on standard error, so that standard output has the runs alone.
 build=$top/build/run
-cmake -S . -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Release -DBUILD_TESTING=OFF >/dev/null
-cmake --build "$build" --target scsend vekcom_substitute >/dev/null
+echo "building the command in $build" >&2
+in_group cmake -S . -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Release -DBUILD_TESTING=OFF >/dev/null
+in_group cmake --build "$build" --target scsend vekcom_substitute >&2
 
 stage=$(mktemp -d)
-trap 'rm -rf "$stage"' EXIT
-trap 'exit 1' HUP INT TERM
-cp "$build/scsend" "$build/libvekcom.so.2.0" examples/scsend.sh "$stage"
+cp "$build/scsend" "$build/libvekcom.so.2.0" "$stage"
+cp "$script" "$stage/scsend.sh"
 
 # Mounts and semaphores of its own; without root also a user namespace in which it is root.
 namespaces="--mount --ipc"
@@ -110,5 +183,15 @@ unset OUTBOX
 for variable in $(env | sed -n 's/^\(\(VEKCOM\|MOXEL\)_[A-Z_]*\)=.*/\1/p'); do
   unset "$variable"
 done
+result=0
 # shellcheck disable=SC2086 # a list of options
-unshare $namespaces sh "$top/run.sh" --inside "$stage"
+in_group unshare $namespaces sh "$top/run.sh" --inside "$stage" "$expected" || result=$?
+if [ -n "$kept" ]; then
+  for file in "$stage/outbox"/* "$stage/moxel.log"; do
+    if [ -e "$file" ]; then
+      cp -R "$file" "$kept"
+      echo "kept $kept/${file##*/}" >&2
+    fi
+  done
+fi
+[ $result = 0 ] || exit $result
