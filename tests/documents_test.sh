@@ -124,27 +124,31 @@ if sh "$scratch/tree/docs/modules.sh" --check >/dev/null 2>&1; then fail "a new 
 # ---- READMEs -----------------------------------------------------------------------------------
 
 cd "$source"
-for readme in README.md README.ja.md; do
-  grep -o '](\([^)#:]*\))' $readme | sed 's/^](//; s/)$//' >"$scratch/links"
-  [ -s "$scratch/links" ] || fail "$readme links nothing"
+# Links lead somewhere, and so do names of files in the tree; X stands for any.
+for document in README.md README.ja.md docs/*.md bench/README.md; do
+  grep -o '](\([^)#:]*\))' "$document" | sed 's/^](//; s/)$//' >"$scratch/links" || true
   while read -r link; do
     case $link in build/*) continue ;; esac
-    [ -e "$link" ] || fail "$readme links $link, which is not there"
+    exists "$(dirname "$document")/$link" "a link of $document"
   done <"$scratch/links"
-  # Files that it names in the tree; X stands for any.
-  tr '`' '\n' <$readme | grep -E '^(\.ci|[a-z]+)/[^ ]*$' | grep -v X >"$scratch/names"
+  tr '`' '\n' <"$document" | grep -E '^(\.ci|[a-z]+)/[^ ]*$' | grep -v 'X\|[*]' >"$scratch/names" || true
   while read -r name; do
     case $name in build/*) continue ;; esac
-    [ -e "$name" ] || fail "$readme names $name, which is not there"
+    exists "$name" "a file that $document names"
   done <"$scratch/names"
-  grep '^#' $readme | sed 's/ .*//' >"$scratch/headings.$readme"
-  tr '`' '\n' <$readme | grep -x '[A-Z][A-Z_]*[A-Z]' | sort -u >"$scratch/words.$readme"
 done
 for readme in README.md README.ja.md; do
-  grep -v '^\[\|^Jap' $readme | grep -oE '[0-9]{2,}' | sort -u >"$scratch/numbers.$readme"
+  [ "$(wc -l <$readme)" -le 180 ] || fail "$readme is longer than a page of 180 lines"
+  equal "$version" "$(sed -n 's/.*moxel_\(.*\)_amd64.*/\1/p' $readme)" "the version in $readme"
+  grep '^#' $readme | sed 's/ .*//' >"$scratch/headings.$readme"
+  tr '`' '\n' <$readme | grep -x '[A-Z][A-Z_]*[A-Z]' | sort -u >"$scratch/words.$readme"
+  grep -oE '[0-9]{2,}' $readme | sort -u >"$scratch/numbers.$readme"
   grep '^    ' $readme | sed 's/ *#.*//' >"$scratch/code.$readme"
 done
 for subject in numbers code headings words; do
   same "$scratch/$subject.README.md" "$scratch/$subject.README.ja.md" "the $subject of the Japanese README"
 done
+# The first tool's page and README build it by the same line; the page shows what it prints.
+grep -F "first_tool.cpp \$(pkg-config" README.md docs/first-tool.md | sed 's/.*md: *//' | sort -u >"$scratch/lines"
+equal 1 "$(wc -l <"$scratch/lines")" "ways to build the first tool"
 echo "the documents are right"
