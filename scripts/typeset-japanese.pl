@@ -9,6 +9,7 @@ use warnings;
 use utf8;
 
 my $letter   = qr/[ぁ-ヿ一-鿿]/;
+my $small    = qr/[ぁぃぅぇぉっゃゅょゎァィゥェォッャュョヮヵヶー々]/;    # begins no line
 my $japanese = qr/$letter|[、。]/;
 my $filled   = 1;
 while (<>) {
@@ -16,7 +17,7 @@ while (<>) {
     $filled = 1 if /^\.fi/;
     if ( $filled && !/^\./ && /$japanese/ ) {
         # What "whatis" finds stays whole: the words on both sides of the dash.
-        s/($japanese)(?=$letter)/$1\\:/g unless / \\- /;
+        s/($japanese)(?=$letter)(?!$small)/$1\\:/g unless / \\- /;
         s/ (?!\\-|[.'])/\n/g;
     }
     s/、"/、\\:"/g if /^\.[BI]/;
