@@ -12,6 +12,7 @@ enum class Mode { kOnce, kFromThenOn };
 
 struct Fault {
   std::string function;
+  int index;  // of the function, inside of the layer
   int error;  // errno of the fault
 };
 

@@ -1,6 +1,6 @@
 #!/bin/sh
-# Makes the calls of the C library that can fail do so in turn, in every scenario, and reports what fell short; its
-# last line has the figures.
+# Makes the calls of the C library that can fail do so in turn, in every scenario, and reports what fell
+# short; its last line has the figures.
 set -eu
 
 if [ "${1:-}" = -h ]; then

@@ -1,19 +1,23 @@
 #include "Memory.h"
 
-#include <cstdint>
+#include <cstddef>
 #include <cstdlib>
 #include <new>
 
-static size_t failingFrom = SIZE_MAX;
+bool (*refusesMemory)(size_t bytes) = nullptr;
 
-NoMemoryFrom::NoMemoryFrom(size_t bytes) { failingFrom = bytes; }
+static size_t failingFrom = 0;
 
-NoMemoryFrom::~NoMemoryFrom() { failingFrom = SIZE_MAX; }
+NoMemoryFrom::NoMemoryFrom(size_t bytes) {
+  failingFrom = bytes;
+  refusesMemory = [](size_t size) { return size >= failingFrom; };
+}
 
-// The allocation of the whole program.
+NoMemoryFrom::~NoMemoryFrom() { refusesMemory = nullptr; }
 
 void* operator new(size_t size, const std::nothrow_t& /*tag*/) noexcept {
-  return size >= failingFrom ? nullptr : malloc(size == 0 ? 1 : size);
+  if (refusesMemory != nullptr && refusesMemory(size)) return nullptr;
+  return malloc(size == 0 ? 1 : size);
 }
 
 void* operator new(size_t size) {

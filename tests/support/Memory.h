@@ -1,9 +1,11 @@
 #pragma once
 
 #include <cstddef>
-#include <cstdint>
 
-// Allocations of this many bytes or more fail while an object of this class lives.
+// The allocation of the whole program: whether a request of this size is refused; null: never.
+extern bool (*refusesMemory)(size_t bytes);
+
+// Refuses requests of `bytes` or more until the end of the scope.
 class NoMemoryFrom {
  public:
   explicit NoMemoryFrom(size_t bytes);

@@ -3,8 +3,12 @@
 #include <functional>
 #include <string>
 
-// How often this program's code has called `stat` or `fstatat`, which the linker wraps for it.
+// Calls of stat and fstatat in code that is linked with "-Wl,--wrap=stat,--wrap=fstatat".
 extern int statCalls;
 
-// Runs before each call of `stat` with its path, if set.
+// What is done before each stat, with its path.
 extern std::function<void(const std::string&)> beforeStat;
+
+// Whether the call that is made now fails, errno being set; null: never.
+extern bool (*statFails)();
+extern bool (*fstatatFails)();
