@@ -1,7 +1,7 @@
 #!/bin/sh
-# Builds the command and runs its main job: the built scsend at its real paths, in mounts of its own
-# that leave this machine untouched, with the substitute for the agent's library and a sample send
-# script that collects this machine's real configuration, or a send script of one's own.
+# Builds the command and runs its main job: the built scsend at its real paths, in private mounts that
+# leave this machine untouched, with the substitute for the agent's library and the sample send
+# script, which collects this machine's real configuration, or the caller's own send script.
 set -eu
 
 usage="usage: run.sh [--keep DIR] [SCRIPT]
@@ -18,7 +18,7 @@ wrong_use() {
 
 top=$(cd "$(dirname "$0")" && pwd)
 
-# ---- In the mounts of its own ------------------------------------------------------------------
+# ---- In private mounts -------------------------------------------------------------------------
 
 outbox=/opt/kardo/moxel/outbox
 log=/var/log/kardo/moxel/log/moxel.log
@@ -31,15 +31,15 @@ install_here() {
   install -m 644 "$1/libvekcom.so.2.0" /opt/ZQRNvek/lib
 }
 
-# Runs the command once; its first line is EUC-JP and shown in UTF-8, the script's lines are as they are.
-# Without an expected status each one is right.
+# Runs the command once; shows its first line, which is EUC-JP, in UTF-8, and the script's lines
+# unchanged. Without an expected status, any status passes.
 show() {
   echo "== $1"
   status=0
   /opt/kardo/moxel/bin/scsend >"$stage/output" || status=$?
   head -n 1 "$stage/output" | iconv -f EUC-JP -t UTF-8
   tail -n +2 "$stage/output"
-  # The last line of the script has no end.
+  # The script's last line has no line end.
   [ -z "$(tail -c 1 "$stage/output")" ] || echo
   echo "-- exit status $status"
   echo
@@ -56,7 +56,7 @@ if [ "${1:-}" = --inside ]; then
   . scripts/inside.sh
   stage=$2
   install_here "$stage"
-  # Outbox and log outlive the mounts.
+  # Save outbox and log before the mounts vanish.
   trap '[ ! -e "$outbox" ] || cp -R "$outbox" "$stage"; [ ! -e "$log" ] || cp "$log" "$stage"' EXIT
 
   show "in operation, the configuration is sent" "$3"
@@ -85,7 +85,7 @@ fi
 
 # ---- Options -----------------------------------------------------------------------------------
 
-# Paths are the caller's, and absolute from here on.
+# Makes the caller's paths absolute.
 absolute() {
   case $1 in
     /*) echo "$1" ;;
@@ -124,8 +124,8 @@ cd "$top"
 
 # ---- Set-up ------------------------------------------------------------------------------------
 
-# in_group COMMAND...: in a process group of its own, which a signal for this script ends as a whole. What
-# runs in the background has no standard input, unless it comes by another descriptor.
+# in_group COMMAND...: in its own process group, which a signal to this script ends as a whole. A
+# background process gets standard input only through another descriptor.
 { command exec 3<&0; } 2>/dev/null || exec 3</dev/null
 child=""
 in_group() {
@@ -152,7 +152,7 @@ trap 'exit 1' HUP INT TERM
 [ -z "$kept" ] || mkdir -p "$kept"
 sh scripts/packages.sh cmake g++ ninja-build gettext libc-bin mount util-linux
 
-# What goes on is told on standard error, so that standard output has the runs alone.
+# Progress goes to standard error, so standard output has only the runs.
 build=$top/build/run
 echo "building the command in $build" >&2
 in_group cmake -S . -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Release -DBUILD_TESTING=OFF >/dev/null
@@ -162,7 +162,7 @@ stage=$(mktemp -d)
 cp "$build/scsend" "$build/libvekcom.so.2.0" "$stage"
 cp "$script" "$stage/scsend.sh"
 
-# Mounts and semaphores of its own; without root also a user namespace in which it is root.
+# Private mounts and semaphores; without root also a user namespace in which it is root.
 namespaces="--mount --ipc"
 advice="Run it where root may mount; containers often have to be started with that right."
 if [ "$(id -u)" != 0 ]; then
@@ -178,7 +178,7 @@ if ! unshare $namespaces mount -t tmpfs moxel-probe /opt 2>"$stage/refusal"; the
   exit 1
 fi
 
-# What the caller's environment says about the command, the substitute or the script is not meant.
+# Ignore the caller's settings for the command, the substitute and the script.
 unset OUTBOX
 for variable in $(env | sed -n 's/^\(\(VEKCOM\|MOXEL\)_[A-Z_]*\)=.*/\1/p'); do
   unset "$variable"

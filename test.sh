@@ -1,7 +1,6 @@
 #!/bin/sh
-# Runs everything that must pass: set-up, both compilers without warnings, every test, the tests
-# again under the sanitizers, faults, load, fuzzing and coverage, the demonstration, and the checks of
-# form.
+# Runs everything that must pass: set-up, both compilers without warnings, all tests, again under the
+# sanitizers, faults, load, fuzzing, coverage, run.sh, and the checks of form.
 set -eu
 
 usage="usage: test.sh [quick]
@@ -21,7 +20,7 @@ case $mode in
 esac
 
 cd "$(dirname "$0")"
-# The tests start from an open standard input, whatever the caller has.
+# The tests need an open standard input, whatever the caller has.
 exec </dev/null
 
 step() {

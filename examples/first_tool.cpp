@@ -1,4 +1,4 @@
-// A first tool of the set: saves how full the disks are, and tells the user how much that is.
+// A first tool of the set: saves the disks' usage, and tells the user the size of that file.
 
 #include <list>
 #include <string>
@@ -12,11 +12,11 @@
 int main(int, char** argv) {
   gLog.init(argv[0]);          // renames a log that has grown too large
   gMsg.init(nullptr, "");      // messages in the user's language
-  if (!gEnv.init()) return 1;  // the configuration; says itself what is wrong with it
+  if (!gEnv.init()) return 1;  // the configuration; reports its own errors
 
   gMsg.dspMsg("MXL10201I");  // "The basic information is being collected."
 
-  CTemp temp;  // removes at its end what it has made
+  CTemp temp;  // removes its files when it is destroyed
   std::string file;
   if (temp.getTempFile(file, "first_tool", nullptr, nullptr) != 1) return 1;
 

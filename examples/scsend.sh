@@ -1,21 +1,21 @@
 #!/bin/sh
-# A sample of the set's configuration-send script: collects facts of this machine into an archive in an
-# outbox directory and says what it has collected. It sends nothing; the place where the transmission
-# goes is marked below.
+# A sample of the set's configuration-send script: collects facts about this machine into an archive in
+# an outbox directory and prints what it has collected. It sends nothing; a mark below shows where the
+# transmission goes.
 #
-# Root gets everything, an ordinary user what that user may read. The archive has a file for each thing
-# collected, and MANIFEST, which lists file, bytes, SHA-256 and status:
+# Root gets everything, an ordinary user what that user may read. The archive has a file for each item,
+# and MANIFEST, which lists file, bytes, SHA-256 and status:
 #   collected
 #   not installed      this machine does not have it
 #   not permitted      this user may not read it, or not all of it
-#   failed, status N   the program that tells it failed; the file has what it said until then
+#   failed, status N   the program that reports it failed; the file has its output until then
 #   timed out          it did not end within 30 seconds, as on a dead network mount; likewise
 #
-# MAC addresses, IP addresses (the loopback's too) and serial numbers are masked in all of the archive,
-# unless -u asks for them. The host's name stays.
+# MAC addresses, IP addresses (the loopback's too) and serial numbers are masked in the archive unless
+# -u is given. The host name stays.
 #
 # Exit status: 0 the archive is made, 1 there is none, 2 wrong use, 3 the archive is made but something
-# failed or timed out. The reason of a failure is on standard output, since the command that calls this
+# failed or timed out. Standard output has the reason of a failure, since the command that calls this
 # script discards its error output.
 set -eu
 umask 077
@@ -36,7 +36,7 @@ Exit status: 0 the archive is made, apart from what is not installed or not perm
 
 # ---- What is collected -------------------------------------------------------------------------
 
-# collect_NAME prints the facts; on descriptor 3 it says why there are none. If a program fails, the
+# collect_NAME prints the facts; descriptor 3 gets the reason if there are none. If a program fails, the
 # collector ends with its status.
 names="host kernel distribution cpu memory disks filesystems packages interfaces addresses serials"
 
@@ -77,7 +77,7 @@ collect_memory() {
 collect_disks() {
   for disk in /sys/block/*; do
     name=${disk##*/}
-    # No partitions, nothing made of disks or in memory, no paths (nvme0c0n1), no drives for media.
+    # No partitions, volumes made of disks, memory disks, paths (nvme0c0n1) or drives for removable media.
     case $name in
       '*' | dm-* | fd* | loop* | md* | nbd* | nvme*c* | ram* | sr* | zram*) continue ;;
     esac
@@ -93,7 +93,7 @@ collect_filesystems() {
   df -kP
 }
 
-# An rpm without a database would make one.
+# Without a database, rpm would make one.
 collect_packages() {
   rpms=""
   if command -v rpm >/dev/null; then
@@ -111,7 +111,7 @@ collect_packages() {
 
 collect_interfaces() {
   for interface in /sys/class/net/*; do
-    # There are plain files, too, and an interface may go at any time.
+    # Plain files occur here too, and an interface may vanish at any time.
     if [ -d "$interface" ] && state=$(cat "$interface/operstate") &&
       address=$(cat "$interface/address"); then
       echo "${interface##*/} $state $address"
@@ -138,9 +138,9 @@ collect_serials() {
   done
 }
 
-# scsend.sh --collect NAME: called by this script itself, under a time limit.
+# scsend.sh --collect NAME: this script calls itself so, under a time limit.
 if [ "${1:-}" = --collect ]; then
-  # It waits for the program that it runs, so that one that takes no notice of TERM is killed later on.
+  # Waits for its program, so that one that ignores TERM is killed later.
   trap 'exit 143' TERM
   "collect_$2"
   exit
@@ -190,7 +190,7 @@ esac
 
 # ---- Output and end ----------------------------------------------------------------------------
 
-# Output without a reader or without room is lost; the archive is made all the same.
+# Output without a reader or room is lost; the archive is still made.
 trap '' PIPE
 
 complain() {
@@ -232,7 +232,7 @@ if [ $archived = yes ]; then
   (: >>"$outbox/.lock") 2>/dev/null || give_up "cannot write into the outbox $outbox"
   exec 9>>"$outbox/.lock"
   flock -n 9 || give_up "another run is going on"
-  # What a run that was killed has left.
+  # Remove the remains of a killed run.
   rm -f "$outbox"/.unfinished.*
   need_room "$outbox"
 fi
@@ -247,8 +247,8 @@ need_room "$work"
 facts=$work/$title
 mkdir "$facts"
 
-# Serial numbers; IPv4; IPv6 that is shortened; IPv6 and MAC, which have six groups at least; and the
-# names of interfaces that have their MAC in it.
+# Serial numbers; IPv4; shortened IPv6; IPv6 and MAC, which have six groups at least; and interface
+# names that contain a MAC.
 mask() {
   sed -E '
     s/^(serial[^:]*:[[:space:]]*).+/\1(masked)/I
@@ -258,7 +258,7 @@ mask() {
     s/\<((en|ib|sl|wl|ww)x)[0-9a-f]{12}/\1(masked)/g'
 }
 
-# summary NAME: what the line about these facts says.
+# summary NAME: the summary of these facts for their line.
 summary() {
   case $1 in
     kernel) awk '{ print $1, $2, "(" $NF ")" }' ;;
@@ -284,8 +284,8 @@ say() {
 
 failed=no
 for name in $names; do
-  # In the background, so that a signal is noticed at once. Neither the lock nor the output is kept by
-  # a program that cannot even be killed.
+  # In the background, so that a signal is noticed at once. A program that cannot even be killed keeps
+  # neither the lock nor the output.
   status=0
   collecting=yes
   timeout -k 5 30 sh "$0" --collect "$name" >"$work/raw" 3>"$work/reason" 9>&- &
@@ -297,7 +297,7 @@ for name in $names; do
     *) state="failed, status $status" ;;
   esac
 
-  # Versions look like addresses; these have none.
+  # Versions look like addresses; these files contain no addresses.
   case $masked,$name in
     no,* | *,host | *,kernel | *,distribution | *,packages) mv "$work/raw" "$facts/$name" ;;
     *) mask <"$work/raw" >"$facts/$name" ;;
@@ -326,7 +326,7 @@ if [ $archived = yes ]; then
 
   # ---- Transmission: this is the place to send "$archive", with give_up where that fails.
 
-  # The newest five of this host stay, by name, and this one in any case.
+  # Keep this host's newest five by name, and always this one.
   set -- "$outbox/configuration-$host"-????????T??????Z.tar.gz
   while [ $# -gt 5 ]; do
     [ "$1" = "$archive" ] || rm -f "$1" 2>&1 || true

@@ -1,4 +1,4 @@
-# Turns the Debian change log into the RPM's form.
+# Converts the Debian change log to RPM's form.
 /^moxel \(/ { version = $2; gsub(/[()]/, "", version) }
 /^  / { text = text "\n" ($1 == "*" ? "- " : "  ") substr($0, 5) }
 /^ -- / {

@@ -1,6 +1,6 @@
 #!/bin/sh
-# Checks the form of the tree: clang-format, clang-tidy (which also finds a source that does not
-# include what it uses), shellcheck, and that each header stands alone.
+# Checks the form of the tree: clang-format, clang-tidy (which also finds missing includes), shellcheck,
+# and that each header compiles alone.
 set -eu
 
 case ${1:-} in
@@ -14,15 +14,15 @@ cd "$(dirname "$0")/.."
 build=build/release
 [ -f "$build/compile_commands.json" ] || cmake --preset release >/dev/null
 
-# Assigned, so that a failing git ends the script.
+# Assigned first, so that a failing git ends the script.
 sources=$(git ls-files '*.cpp' '*.h')
 scripts=$(git ls-files '*.sh' .ci/run)
 product=$(git ls-files 'src/*.cpp' 'agent/*.cpp' 'tools/*.cpp')
 others=$(git ls-files 'examples/*.cpp' 'scripts/*.cpp' 'tests/*.cpp')
 
-# Each version sets lines and finds faults of its own: the tree has the form of this one.
+# Versions format differently and find different faults: the tree follows this one.
 version=19
-# has TOOL: whether the tool of that version is here now; a release without it passes.
+# has TOOL: installs the tool of that version; fails, without an error, if the release lacks it.
 has() {
   if ! command -v "$1-$version" >/dev/null && ! apt-cache show "$1-$version" >/dev/null 2>&1; then
     echo "$1: not checked, since this release has no $1-$version"
@@ -49,7 +49,7 @@ done
 
 if has clang-tidy; then
   echo "$product" | xargs -n 4 -P 2 clang-tidy-$version --quiet -p "$build" 2>/dev/null
-  # Of all else only what a source uses and does not include.
+  # For all other sources, missing includes only.
   if echo "$others" | xargs -n 4 -P 2 clang-tidy-$version --quiet -p "$build" \
     --checks='-*,misc-include-cleaner' 2>/dev/null | grep 'no header providing'; then
     exit 1

@@ -1,6 +1,6 @@
 #!/bin/sh
-# Compiles a message catalogue written in UTF-8 into one whose texts are EUC-JP, as the texts that
-# the tools look up are.
+# Compiles a UTF-8 message catalogue into one in EUC-JP, the code set of the texts that the tools
+# look up.
 set -eu
 
 usage="usage: compile-catalogue.sh CATALOGUE.po TARGET.mo"
@@ -14,10 +14,10 @@ if [ $# != 2 ]; then
 fi
 
 mkdir -p "$(dirname "$2")"
-# Newer versions convert to UTF-8 unless told not to; older ones do not know the option.
+# Newer versions convert to UTF-8 by default; older ones lack the option.
 unconverted=""
 if msgfmt --help | grep -q -e --no-convert; then unconverted=--no-convert; fi
-# That keys are not ASCII is meant; what msgfmt says of it is shown only with a failure.
+# Keys that are not ASCII are intended; msgfmt's warnings about them appear only on failure.
 {
   msgfmt --check --output-file=/dev/null "$1" &&
     msgconv --to-code=EUC-JP --output-file="$2.po" "$1" &&

@@ -1,8 +1,7 @@
 #!/bin/sh
-# Measures the line and branch coverage of src/ by the tests and the fault sweep, without the branches that
-# only an exception takes, which the compiler adds to every call, and prints the table;
-# fails below 100 % of the lines or 95 % of the branches, but for the exceptions that are listed. Its last
-# line has the figures.
+# Measures the line and branch coverage of src/ by the tests and the fault sweep and prints the table, without
+# the branches that only an exception takes, which the compiler adds to every call. Fails below 100 % of
+# the lines or 95 % of the branches, except for the listed exceptions. Its last line has the figures.
 set -eu
 
 if [ "${1:-}" = -h ]; then
@@ -20,8 +19,8 @@ cmake --preset coverage >/dev/null
 cmake --build --preset coverage --target all fault_sweep >/dev/null
 find "$build" -name '*.gcda' -delete
 
-# The figures are gathered elsewhere: tests that give up root's rights have to reach them, and the sweep
-# covers /tmp, where the tree may be.
+# The figures are collected elsewhere: tests that drop root's rights must reach them, and the sweep mounts
+# over /tmp, where the tree may be.
 figures=$(mktemp -d -p /var/tmp)
 trap 'rm -rf "$figures"' EXIT
 trap 'exit 1' HUP INT TERM
@@ -36,8 +35,8 @@ export GCOV_PREFIX
     exit 1
   }
 )
-# The sweep reaches what only a failing call does. In an instrumented program some of its faults hit the
-# measurement instead, so that its findings do not count here.
+# The sweep reaches code that only a failing call runs. In an instrumented program some of its faults hit the
+# measurement instead, so its findings do not count here.
 "$build/fault_sweep" "CLog, a line" "CLog, a line on a full disk" "CLog, rotation" slog CMutex \
   "error record" ResourceBridgeImpFile ResourceBridgeImpGettext "CDspMsg, display" getTotalFileSize \
   getHostname >"$build/sweep" 2>&1 || true

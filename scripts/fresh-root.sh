@@ -1,16 +1,16 @@
 #!/bin/sh
-# Runs ./run.sh and ./test.sh as a newcomer would: in an empty root of a Debian release, which gets
-# nothing but git and a clone of the last commit. Its last lines have the outcome.
+# Runs ./run.sh and ./test.sh as a newcomer would: in an empty root of a Debian release with nothing
+# but git and a clone of the last commit. Its last lines have the outcome.
 set -eu
 
 usage="usage: fresh-root.sh [-u] RELEASE     bookworm, trixie
 As root; with -u, afterwards also as an ordinary user who finds the packages installed. Takes about
 3 GB below TMPDIR (/var/tmp when that is not set) and a quarter of an hour for each."
 
-# ---- In namespaces of its own ------------------------------------------------------------------
+# ---- In private namespaces ----------------------------------------------------------------------
 
-# Makes $1 the root directory, with devices, processes and a /tmp of its own. Not by chroot, in which
-# no user may make a user namespace.
+# Makes $1 the root directory, with its own devices, processes and /tmp. Does not use chroot, in which
+# users cannot make user namespaces.
 enter() {
   mount --bind "$1" "$1"
   cd "$1"
@@ -74,7 +74,7 @@ trap 'rm -rf "$work"' EXIT
 trap 'exit 1' HUP INT TERM
 root=$work/root
 
-# This machine's sources of packages, for the other release.
+# This machine's package sources, changed to the other release.
 codename=$(sed -n 's/^VERSION_CODENAME=//p' /etc/os-release)
 for sources in /etc/apt/sources.list /etc/apt/sources.list.d/debian.sources; do
   [ ! -s "$sources" ] || sed "s/\<$codename\>/$release/g" "$sources" >"$work/${sources##*/}"

@@ -1,5 +1,5 @@
-# For a script that starts itself once more, by "unshare", in mounts of its own: sourced there, it
-# ends the script where it still has the mounts of its caller, which then called it by hand.
+# For a script that restarts itself through "unshare" in private mounts. Sourced there, it ends the
+# script if that still has its caller's mounts, which means that it was called by hand.
 # shellcheck shell=sh
 
 if [ "$(readlink "/proc/$PPID/ns/mnt")" = "$(readlink /proc/self/ns/mnt)" ]; then

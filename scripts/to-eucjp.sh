@@ -1,5 +1,5 @@
 #!/bin/sh
-# Converts a UTF-8 source to EUC-JP for the compiler, which still reports places in the original.
+# Converts a UTF-8 source to EUC-JP for the compiler, which still reports locations in the original.
 set -eu
 
 usage="usage: to-eucjp.sh SOURCE TARGET [ICONV]"

@@ -1,6 +1,6 @@
 #!/bin/sh
-# Makes a manual page as it is installed: compressed, the same way every time; Japanese pages (below
-# a folder ja) typeset first.
+# Makes a manual page as installed: compressed reproducibly; Japanese pages (below a folder ja) are
+# typeset first.
 set -eu
 
 usage="usage: typeset-page.sh SOURCE TARGET"

@@ -6,12 +6,12 @@
 #include "ResourceBridge.h"
 
 /// Shows numbered messages on standard output, or formats them into a string: the text of a message
-/// ID, filled from the caller's arguments as printf does. The kind of a message is its ID's last
-/// letter; warnings ("W") and errors ("E") show their ID.
+/// ID, filled from the caller's arguments as printf does. The last letter of an ID is the message's
+/// kind; warnings ("W") and errors ("E") show their ID.
 ///
-/// `init` comes first; before it every text is empty. An ID that is not known has an empty text, as
-/// has a null ID. Nothing is logged. The variable arguments must be what the text's conversions ask
-/// for, and of types that may be passed to printf; a va_list goes with an ID that is a const char*.
+/// Call `init` first; before it every text is empty. An unknown ID and a null ID have an empty
+/// text. Nothing is logged. The variable arguments must match the text's conversions and be of
+/// types that may be passed to printf; a va_list goes with an ID that is a const char*.
 class CDspMsg {
  public:
   CDspMsg() = default;
@@ -21,16 +21,16 @@ class CDspMsg {
   CDspMsg& operator=(const CDspMsg&) = delete;
 
   /// Loads the compiled-in texts in the language of the environment. Both arguments are
-  /// deliberately ignored: the user's language counts, not the tool's. Returns 0 whatever loading
-  /// gave; -1 when there is no memory for the bridge.
+  /// deliberately ignored: the user's language counts, not the tool's. Returns 0 even if loading
+  /// fails; -1 if there is no memory for the bridge.
   int init(const char* lang, std::string file);
 
-  /// Prints the ID on a line of its own if the kind asks for it, the text, and a line feed. Returns
-  /// the result of writing the line feed, negative when that fails.
+  /// Prints the ID on a separate line if the kind shows it, the text, and a line feed. Returns the
+  /// result of writing the line feed, negative if that fails.
   int display(const char* id, va_list args);
   int dspMsg(const char* id, va_list args);
 
-  /// `display` with the arguments themselves.
+  /// `display` with the arguments passed directly.
   template <class... Args>
   int dspMsg(const char* id, Args... args) {
     return displayCall(id, args...);
@@ -53,8 +53,8 @@ class CDspMsg {
     if (!quiet) displayDescCall(id.c_str(), args...);
   }
 
-  /// `out` receives the ID and " : " if the kind asks for it, and at most 1023 bytes of the text,
-  /// without a line feed. Returns `out`. `retStringOrg` takes the untranslated text.
+  /// `out` receives the ID and " : " if the kind shows it, and at most 1023 bytes of the text,
+  /// without a line feed. Returns `out`. `retStringOrg` uses the untranslated text.
   std::string& retString(std::string& out, const char* id, va_list args);
   std::string& retStringOrg(std::string& out, const char* id, va_list args);
 
@@ -72,17 +72,17 @@ class CDspMsg {
   ResourceBridge* bridge = nullptr;  ///< The text source, owned; null before `init`.
 
  private:
-  // The variable arguments' way into a va_list. The templates above keep a literal 0 from being
-  // taken for one.
+  // Turn variable arguments into a va_list. The templates above keep a literal 0 from being taken
+  // for one.
   int displayCall(const char* id, ...);
   int displayDescCall(const char* id, ...);
   int formatCall(std::string& out, const char* id, ...);
 };
 
-/// A new bridge to the compiled-in texts, which the caller owns; null when there is no memory for
-/// it. The name is spelt deliberately so: tools call it by this name.
+/// A new bridge to the compiled-in texts, owned by the caller; null if there is no memory for it.
+/// The spelling is deliberate: tools call it by this name.
 ResourceBridge* creatMethod();
 
-/// The message display of the process. A tool calls `gMsg.init` at its start, before `gEnv.init`,
+/// The message display of the process. A tool calls `gMsg.init` when it starts, before `gEnv.init`,
 /// which shows messages.
 extern CDspMsg gMsg;

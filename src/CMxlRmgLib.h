@@ -7,14 +7,14 @@
 #include "ICMxlRmgLib.h"
 #include "IExtVekError.h"
 
-/// The gateway client: every tool's one point of contact with the server agent.
+/// The gateway client: every tool's single point of contact with the server agent.
 ///
 /// It answers status questions, reads the machine ID, starts and stops communication, and keeps the
-/// error of the last exchange in the error record that it inherits. An operation calls the next one
-/// through its virtual slot, so a derived class can replace one step. For use by one thread.
+/// error of the last exchange in its inherited error record. Operations call each other virtually,
+/// so a derived class can replace one step. For use by one thread.
 class CMxlRmgLib : public CMxlRmgLibImpl, public ICMxlRmgLib, public IExtVekError {
  public:
-  /// A failure of the gateway with the agent's result as its code.
+  /// A gateway failure, with the agent's result as its code.
   class CMxlRmgLibException : public std::exception {
    public:
     /// `code` is the agent's result.
@@ -40,36 +40,36 @@ class CMxlRmgLib : public CMxlRmgLibImpl, public ICMxlRmgLib, public IExtVekErro
   /// Makes no agent call.
   CMxlRmgLib() = default;
 
-  /// Stops communication when `startCom` started it and nobody stopped it. Anything that escapes
-  /// from that ends the run through the termination handler.
+  /// Stops communication if `startCom` started it and nothing has stopped it since. An exception
+  /// from that ends the process through the termination handler.
   ~CMxlRmgLib() override;
 
   CMxlRmgLib(const CMxlRmgLib&) = delete;
   CMxlRmgLib& operator=(const CMxlRmgLib&) = delete;
 
-  /// Stores the agent's status word in `status`, keeps it as the last status whatever the result
-  /// was, and returns the agent's result, 0 for success.
+  /// Stores the agent's status word in `status`, keeps it as the last status whatever the result,
+  /// and returns the agent's result, 0 for success.
   virtual int GetStatus(int& status);
 
-  /// True when `GetStatus(status)` gave 0.
+  /// True if `GetStatus(status)` returns 0.
   virtual bool queryConnection(int& status);
 
-  /// The four status questions: true when the agent answered with exactly 0x20, 0x10000, 0x20000 or
-  /// 0x30000. False also when the agent could not be asked.
+  /// The four status questions: true if the agent's status word is exactly 0x20, 0x10000, 0x20000
+  /// or 0x30000. False also if `queryConnection` is false.
   virtual bool isOperate();
   virtual bool isMaintenance();
   virtual bool isStop();
   virtual bool isMaintenanceStop();
 
-  /// Status word of the last `GetStatus`, 0 before the first.
+  /// Status word of the last `GetStatus`; 0 before the first.
   virtual int getLastStatus();
 
-  /// Starts communication and returns 0. Throws `FailRM_StartCommException` when the agent refuses;
-  /// any other exception inside it ends the run through the termination handler.
+  /// Starts communication and returns 0. Throws `FailRM_StartCommException` if the agent refuses;
+  /// any other exception inside it ends the process through the termination handler.
   virtual int startCom();
 
   /// Ends communication and returns the agent's result; communication counts as stopped whatever
-  /// it was.
+  /// the result.
   virtual int stopCom();
 
   /// `Communicate(id, 0, 0, text)`; `extra` is ignored.
@@ -89,15 +89,15 @@ class CMxlRmgLib : public CMxlRmgLibImpl, public ICMxlRmgLib, public IExtVekErro
   /// Does nothing.
   virtual void setEnv();
 
-  /// Four lines, the first of them empty: machine ID, last status, and whether communication has
-  /// been started.
+  /// Four lines, the first one empty: machine ID, last status, and whether communication is
+  /// started.
   virtual std::string to_s();
 
   /// Writes the machine ID to `dst` as decimal text and returns the agent's result. `dst` holds
   /// 4096 bytes or is null.
   virtual int GetID(char* dst);
 
-  /// The machine ID as decimal text, 0 when the agent gave none. The text belongs to the client and
+  /// The machine ID as decimal text, 0 if the agent stores none. The text belongs to the client and
   /// changes with the next call.
   virtual char* getMachineID();
 
@@ -116,7 +116,7 @@ class CMxlRmgLib : public CMxlRmgLibImpl, public ICMxlRmgLib, public IExtVekErro
  protected:
   char m_machineID[4096] = {};  ///< Machine ID as decimal text; zero bytes before `getMachineID`.
   int m_lastStatus = 0;         ///< Status word of the last `GetStatus`.
-  bool m_startedCom = false;    ///< Communication was started by `startCom` and not stopped since.
+  bool m_startedCom = false;    ///< `startCom` started communication, and nothing has stopped it.
 
  private:
   bool hasStatus(int word);

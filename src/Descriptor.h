@@ -11,7 +11,7 @@ class Descriptor {
   Descriptor(const Descriptor&) = delete;
   Descriptor& operator=(const Descriptor&) = delete;
 
-  /// -1 when there is none.
+  /// -1 if there is none.
   int number() const { return m_number; }
 
   /// Closes it now.

@@ -2,6 +2,6 @@
 
 #include <sys/types.h>
 
-/// The one bit of a mode by which the library tells directories. The whole type is deliberately not
-/// compared: block devices and sockets count as directories everywhere.
+/// The mode bit by which the library recognises directories. It deliberately does not compare the
+/// whole type: block devices and sockets count as directories everywhere.
 constexpr mode_t kDirectoryBit = 040000;

@@ -7,8 +7,8 @@
 /// What `formatExtRMError` appends to a row's text.
 enum {
   kServerMessageNone = 0,
-  kServerMessageSmtp = 1,  ///< The mail server's message under the SMTP heading.
-  kServerMessagePop3 = 2,  ///< The same message under the POP3 heading.
+  kServerMessageSmtp = 1,  ///< The mail server's message, under the SMTP heading.
+  kServerMessagePop3 = 2,  ///< The same message, under the POP3 heading.
 };
 
 /// One row of the catalogue.

@@ -2,10 +2,10 @@
 
 #include <vector>
 
-/// File whose existence tells whether the agent is installed; "/opt/ZQRNvek/lib/libvekcom.so".
+/// The file whose existence shows that the agent is installed; "/opt/ZQRNvek/lib/libvekcom.so".
 extern const char* gVekLibraryPath;
 
-/// True when `gVekLibraryPath` exists and its mode lacks the bit 0x4000: a regular file or a
+/// True if `gVekLibraryPath` exists and its mode lacks the bit 0x4000: a regular file or a
 /// character device counts, a directory, a block device or a socket does not.
 bool isVekExist();
 
@@ -16,7 +16,7 @@ class ICMxlRmgLib {
   ICMxlRmgLib() = default;
   virtual ~ICMxlRmgLib();
 
-  /// Keeps and returns the result of `isVekExist`.
+  /// Stores and returns the result of `isVekExist`.
   virtual bool isKardoInstalled();
 
   /// Returns 0.

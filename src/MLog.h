@@ -8,10 +8,10 @@ class MLog {
  public:
   virtual ~MLog();
 
-  /// Passes the characters of `text` to the pointer form, through its virtual slot.
+  /// Passes the characters of `text` to the pointer form, which it calls virtually.
   virtual void LOGDEBUG(std::string text);
 
-  /// Writes `text` and a newline to standard error and flushes it. A null `text` gives the newline
-  /// alone and leaves the stream usable.
+  /// Writes `text` and a newline to standard error and flushes it. For a null `text` it writes the
+  /// newline alone and leaves the stream usable.
   virtual void LOGDEBUG(const char* text);
 };

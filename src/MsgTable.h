@@ -8,7 +8,7 @@
 struct MSG_TABLE {
   int number;        ///< In the shipped table the row's position, 0 to 274.
   const char* id;    ///< Nine characters: "MXL", five digits, and I, W, E or L; may be null.
-  const char* text;  ///< At most 200 bytes in the shipped table.
+  const char* text;  ///< In the shipped table at most 200 bytes.
 };
 
 /// Number of the row that ends a table; its other fields are null.

@@ -6,8 +6,8 @@
 #include "ResourceBridge.h"
 
 /// Message texts of the compiled-in table, translated by the catalogue
-/// "/usr/share/locale/LANGUAGE/LC_MESSAGES/moxel.mo" where there is one. Before `load` every text
-/// is empty.
+/// "/usr/share/locale/LANGUAGE/LC_MESSAGES/moxel.mo" if there is one. Before `load` every text is
+/// empty.
 class ResourceBridgeImpGettext : public ResourceBridge {
  public:
   ResourceBridgeImpGettext() = default;
@@ -16,9 +16,9 @@ class ResourceBridgeImpGettext : public ResourceBridge {
   ResourceBridgeImpGettext(const ResourceBridgeImpGettext&) = delete;
   ResourceBridgeImpGettext& operator=(const ResourceBridgeImpGettext&) = delete;
 
-  /// Indexes the table, takes the locale from the environment for all categories of the process,
-  /// and selects the text domain "moxel". Both arguments are ignored. 0; -1 when there is no memory
-  /// for the index. A missing catalogue is no failure.
+  /// Indexes the table, sets all locale categories of the process from the environment, and selects
+  /// the text domain "moxel". Both arguments are ignored. 0; -1 if there is no memory for the
+  /// index. A missing catalogue is no failure.
   int load(const char* lang, std::string file) override;
 
   const char* getText(int number) override;

@@ -7,15 +7,17 @@
 #include "MsgTable.h"
 #include "Resource.h"
 
-/// Message texts of a compiled-in table, translated by `gettext` from the text domain selected.
+/// Message texts of a compiled-in table, translated by `gettext` from the selected text domain.
 ///
-/// An unknown number or ID gives the empty text and is entered in its map; a null ID gives it and
-/// enters nothing. `gettext` is not asked for unknown ones, nor for an ID whose text is empty. For
-/// a number whose text in the table is empty it is asked, and gives the catalogue's heading.
+/// An unknown number or ID has the empty text and is entered in its map; a null ID has the empty
+/// text and is not entered. `gettext` is not called for unknown ones, nor for an ID whose text is
+/// empty. For a number whose text in the table is empty it is called, and returns the catalogue's
+/// header.
 class ResourceCO : public MoxelCommon::Resource {
  public:
-  /// Indexes `table` up to its end row (kMsgTableEnd). The table stays the caller's and must
-  /// outlive this object. Of rows with the same number or ID the last one counts.
+  /// Indexes `table`, which must not be null, up to its end row (kMsgTableEnd). The table stays the
+  /// caller's and must outlive this object. If rows have the same number or ID, the last one
+  /// counts.
   explicit ResourceCO(const MSG_TABLE* table);
   ~ResourceCO() override;
 

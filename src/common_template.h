@@ -14,10 +14,10 @@
 
 namespace common_template {
 
-/// Logs "invalid param" as of this source.
+/// Logs "invalid param" with this source's name.
 void invalidParam(int line);
 
-/// `split` for any sequence of strings; nothing is logged.
+/// `split` for any sequence of strings. Logs nothing.
 template <class Sequence>
 int splitInto(const std::string& text, const std::string& delim, Sequence& out, int count) {
   const auto limit = count > 1 ? static_cast<typename Sequence::size_type>(count) : SIZE_MAX;
@@ -40,7 +40,7 @@ struct CloseDirectory {
   void operator()(DIR* directory) const { closedir(directory); }
 };
 
-/// The owner of a directory that is being read.
+/// The owner of a directory stream.
 using Directory = std::unique_ptr<DIR, CloseDirectory>;
 
 }  // namespace common_template
@@ -62,12 +62,12 @@ std::string join(const Container& items, const char* separator) {
   return text;
 }
 
-/// Splits `text` at every `delim`, a whole text of its own, into `out`, whose old content goes, and
+/// Splits `text` at every occurrence of the whole `delim` into `out`, replacing its content, and
 /// returns the number of fields. Empty fields are kept; the empty text is one empty field.
 ///
-/// With `count` above 1 there are exactly `count` fields: the last one takes the unsplit rest,
-/// empty ones fill up. An empty `delim` splits nowhere. A null `text` gives 0 fields; `delim` must
-/// not be null.
+/// With `count` above 1 there are exactly `count` fields: the last one takes the unsplit rest, and
+/// missing ones are empty. An empty `delim` splits nowhere. A null `text` gives 0 fields and is
+/// logged; `delim` must not be null.
 template <class List>
 int split(const char* text, const char* delim, List& out, int count) {
   if (text == nullptr) {
@@ -79,12 +79,12 @@ int split(const char* text, const char* delim, List& out, int count) {
 }
 
 /// Lists `dir` without "." and "..", in the system's order, into `out`, and returns the number of
-/// names: bare ones, or "dir/name" when `fullPath` is not 0. With `dirsOnly` 1 only directories;
-/// otherwise all that are none, and with `withDirs` not 0 directories too. Links count as what they
-/// lead to, sockets and block devices as directories, what cannot be examined as none.
+/// names: bare ones, or "dir/name" if `fullPath` is not 0. With `dirsOnly` 1 only directories;
+/// otherwise everything else, and with `withDirs` not 0 directories too. Links count as their
+/// targets, sockets and block devices as directories, entries that cannot be examined as none.
 ///
-/// -1 when `dir` is null (logged), no directory (`out` is then untouched), or cannot be opened; "/"
-/// itself cannot, since its trailing slash is removed, and neither can names of 4096 bytes or more.
+/// -1 if `dir` is null (logged) or no directory (`out` is then untouched), or cannot be opened;
+/// "/" cannot, since its trailing slash is removed, nor can names of 4096 bytes or more.
 template <class List>
 int getFileList(List& out, const char* dir, int fullPath, int withDirs, int dirsOnly) {
   if (dir == nullptr) {

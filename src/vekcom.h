@@ -5,7 +5,7 @@
 ///
 /// Every function returns 0 for success. None is declared noexcept: an agent may throw through
 /// them. `libmoxel.a` leaves these five names undefined; a tool that uses the gateway client links
-/// the agent's library, the substitute, or definitions of its own.
+/// the agent's library, the substitute, or its own definitions.
 
 extern "C" {
 
@@ -23,6 +23,6 @@ int VEK_GetStatus(int mode, int* status);
 int VEK_GetID(int* id);
 
 /// Exchanges `data` with the agent under the request `id`. `detail` points to three ints, all 0
-/// before the call: transport type, transport error code, and one that nobody keeps.
+/// before the call: transport type, transport error code, and one that is ignored.
 int VEK_Communicate(unsigned long id, int a, int b, void* data, void* detail);
 }

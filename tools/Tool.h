@@ -1,6 +1,6 @@
 #pragma once
 
-/// What the small commands of the set have in common.
+/// Common code of the set's small commands.
 
 constexpr int kExitFailure = 1;
 constexpr int kExitUsage = 2;
@@ -9,19 +9,19 @@ struct Tool {
   const char* name;
   const char* usage;
 
-  /// Name and version of the set, on standard output; the exit status.
+  /// Prints name and version of the set on standard output. Returns the exit status.
   int showVersion() const;
 
-  /// The usage, on standard output; the exit status.
+  /// Prints the usage on standard output. Returns the exit status.
   int showUsage() const;
 
-  /// "NAME: PROBLEM: ARGUMENT" and the usage, on standard error; the exit status.
+  /// Prints "NAME: PROBLEM: ARGUMENT" and the usage on standard error. Returns the exit status.
   int misused(const char* problem, const char* argument) const;
 
-  /// "NAME: WHAT: REASON" on standard error, the reason being that of `error`, an errno; the exit
-  /// status.
+  /// Prints "NAME: WHAT: REASON" on standard error, with the reason of `error`, an errno. Returns
+  /// the exit status.
   int failed(const char* what, int error) const;
 
-  /// To be called last: `status`, or that of a failure where standard output could not be written.
+  /// Call it last. Returns `status`, or a failure's if standard output could not be written.
   int finish(int status) const;
 };

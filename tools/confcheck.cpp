@@ -1,4 +1,5 @@
-// The command confcheck: shows what the configuration file gives the tools, or what is wrong in it.
+// The command confcheck: shows the settings that tools get from the configuration file, or its
+// errors.
 
 #include <getopt.h>
 
@@ -70,10 +71,10 @@ constexpr const char* kPriorities[] = {
     "LOG_WARNING", "LOG_NOTICE", "LOG_INFO", "LOG_DEBUG",
 };
 
-// What the file says of each keyword, as it stands there.
+// The file's own text for each keyword.
 using Texts = std::map<std::string, std::string>;
 
-// Reads the file as the library does, but to its end, and shows every wrong line.
+// Reads the file like the library, but to its end, and shows every wrong line.
 int check(const std::string& path, Texts& texts) {
   FILE* file = std::fopen(path.c_str(), "r");
   if (file == nullptr) return kTool.failed(path.c_str(), errno);
@@ -100,7 +101,7 @@ int check(const std::string& path, Texts& texts) {
   return status;
 }
 
-// Whether the text is a number, with one of the units or none behind it, that means `value`.
+// Whether the text is a number, followed by one of the units, that means `value`.
 bool means(const std::string& text, const std::map<std::string, double>& units, int value) {
   const size_t digits = std::min(text.find_first_not_of("0123456789"), text.size());
   const auto unit = units.find(text.substr(digits));
@@ -108,8 +109,7 @@ bool means(const std::string& text, const std::map<std::string, double>& units, 
   return std::strtod(text.substr(0, digits).c_str(), nullptr) * unit->second == value;
 }
 
-// A setting as the tools get it; `exact` becomes false where the text of the file does not mean
-// that.
+// A setting as the tools get it; `exact` becomes false if the file's text means something else.
 std::string effective(const Setting& setting, const std::string& text, bool& exact) {
   std::string value;
   gEnv.getValueString(setting.keyword, value);
@@ -160,7 +160,7 @@ void show(const std::string& path, const Texts& texts) {
   for (const Setting& setting : kSettings) {
     const auto found = texts.find(setting.keyword);
     const bool isText = setting.kind >= Kind::kDirectory;
-    // An empty text is as good as none.
+    // An empty text counts as none.
     const bool fromFile = found != texts.end() && !(isText && found->second.empty());
     const std::string text = fromFile ? found->second : "";
     bool exact = true;

@@ -1,4 +1,4 @@
-// The command explain: what the catalogue says of an agent error.
+// The command explain: shows the catalogue's explanation of an agent error.
 
 #include <getopt.h>
 #include <iconv.h>
@@ -36,8 +36,8 @@ constexpr Tool kTool = {
 
 constexpr char kTextCodeSet[] = "EUC-JP";
 
-// Gives texts in another code set; what cannot be converted becomes "?". Without one of the two
-// code sets, or a way between them, texts stay as they are.
+// Converts texts to another code set; a character without a counterpart becomes "?". If a code set
+// or the conversion is missing, texts stay unchanged.
 class Converter {
  public:
   Converter(const std::string& to, const std::string& from)
@@ -77,7 +77,7 @@ class Converter {
   iconv_t m_handle;
 };
 
-// A record that nobody exchanges anything with.
+// A record without any exchange.
 class Record : public IExtVekError {
  public:
   int Communicate(unsigned long /*id*/, int /*a*/, int /*b*/, void* /*data*/) override { return 0; }
@@ -117,7 +117,7 @@ void list(const char* type, const Converter& toLocale) {
   }
 }
 
-// Empty lines between records count for nothing.
+// Ignores empty lines between records.
 int explainRecords(const Converter& toLocale) {
   for (int number = 1;; ++number) {
     while (std::cin.peek() == '\n') std::cin.get();

@@ -1,5 +1,5 @@
-// The command loglock: shows, makes and removes the semaphore by which the tools of the set take
-// turns in the log.
+// The command loglock: shows, makes and removes the semaphore by which the set's tools take turns
+// in the log.
 
 #include <getopt.h>
 #include <pwd.h>
@@ -46,7 +46,7 @@ struct State {
   int waiting = 0;
 };
 
-// Whether the state could be read; errno tells why not.
+// Whether the state could be read; if not, errno has the reason.
 bool read(key_t key, State& state) {
   state.id = semget(key, 1, 0);
   if (state.id == -1) return errno == ENOENT;
@@ -63,8 +63,8 @@ bool read(key_t key, State& state) {
 
 bool isLiving(pid_t process) { return process > 0 && (kill(process, 0) == 0 || errno == EPERM); }
 
-// A process that dies with the lock gives it back: it is taken and nobody's when the process that
-// made it died before it was set free.
+// A process that dies with the lock gives it back. The lock is taken without a holder if the
+// process that made it died before setting it free.
 bool isHeld(const State& state) { return state.value == 0 && isLiving(state.lastUser); }
 
 bool isStranger(uid_t user) { return user != 0 && user != geteuid(); }
@@ -75,7 +75,7 @@ std::string nameOf(uid_t user) {
          ")";
 }
 
-// Shows the state; the exit status.
+// Shows the state. Returns the exit status.
 int show(const std::string& directory, key_t key, const State& state) {
   std::printf("log file    %s\n", gLog.path().c_str());
   std::printf("directory   %s\n", directory.c_str());
@@ -94,7 +94,7 @@ int show(const std::string& directory, key_t key, const State& state) {
                         .c_str());
   std::printf("waiting     %d\n", state.waiting);
 
-  // Who made it keeps the rights of an owner when it is given away.
+  // Its creator keeps an owner's rights even after giving it away.
   for (const uid_t user : {state.owner.uid, state.owner.cuid}) {
     if (!isStranger(user)) continue;
     std::printf("It belongs to %s: loglock --free --force, then loglock --make.\n",
