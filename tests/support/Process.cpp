@@ -46,17 +46,32 @@ bool writeText(const char* path, const std::string& text) {
   return written;
 }
 
+// The rest of a child's life. An exception would go on to the test's caller, and the child with it
+// to the next test.
+[[noreturn]] void runAndEnd(const std::function<int()>& body) noexcept {
+  const int code = body();
+#if defined(MOXEL_COVERAGE)
+  __gcov_dump();
+#endif
+  _exit(code);
+}
+
+// Of the test so far.
+int failures() {
+  const testing::TestResult& result =
+      *testing::UnitTest::GetInstance()->current_test_info()->result();
+  int count = 0;
+  for (int part = 0; part < result.total_part_count(); ++part) {
+    if (result.GetTestPartResult(part).failed()) ++count;
+  }
+  return count;
+}
+
 }  // namespace
 
 pid_t startChild(const std::function<int()>& body) {
   const pid_t child = fork();
-  if (child == 0) {
-    const int code = body();
-#if defined(MOXEL_COVERAGE)
-    __gcov_dump();
-#endif
-    _exit(code);
-  }
+  if (child == 0) runAndEnd(body);
   return child;
 }
 
@@ -69,12 +84,16 @@ int waitFor(pid_t child) {
 
 int inChild(const std::function<int()>& body) { return waitFor(startChild(body)); }
 
-void expectInChild(const std::function<void()>& body) {
-  const int status = inChild([&] {
+pid_t startExpecting(const std::function<void()>& body) {
+  return startChild([&] {
+    const int before = failures();
     body();
-    return testing::Test::HasFailure() ? 1 : 0;
+    return failures() == before ? 0 : 1;
   });
-  EXPECT_EQ(status, 0) << "wait status of the child";
+}
+
+void expectInChild(const std::function<void()>& body) {
+  ASSERT_EQ(waitFor(startExpecting(body)), 0) << "wait status of the child";
 }
 
 int exitCode(int waitStatus) { return WIFEXITED(waitStatus) ? WEXITSTATUS(waitStatus) : -1; }

@@ -9,7 +9,7 @@
 // Runs `body` in a forked child and returns the wait status; its result is the exit code.
 int inChild(const std::function<int()>& body);
 
-// Starts `body` in a forked child.
+// Starts `body` in a forked child, which an exception aborts.
 pid_t startChild(const std::function<int()>& body);
 
 // Wait status of a child, ended or killed.
@@ -18,7 +18,11 @@ int waitFor(pid_t child);
 // 1 to 255: the exit code of a wait status is this; -1: a signal ended the process.
 int exitCode(int waitStatus);
 
-// Runs `body` in a forked child, whose failed expectations print themselves and fail the test.
+// Starts `body` in a forked child, whose failed expectations print themselves and make its exit
+// code 1.
+pid_t startExpecting(const std::function<void()>& body);
+
+// Runs `body` in such a child; the test fails, fatally, where it fails or does not come to its end.
 void expectInChild(const std::function<void()>& body);
 
 // Runs `body` in a forked child and tells of each of its system calls, by its number, before it is
