@@ -293,20 +293,20 @@ TEST_F(Configuration, ReadingLeavesNoDescriptor) {
 }
 
 TEST_F(Configuration, TheDefaultFileIsReadWhereTheVariableIsEmpty) {
-  const int status = inChild([&] {
-    if (!enterPrivateNamespace() || !mountEmpty("/opt")) return 100;
+  expectInChild([&] {
+    ASSERT_TRUE(enterPrivateNamespace() && mountEmpty("/opt"));
     fs::create_directories("/opt/kardo/moxel/etc");
     writeFile("/opt/kardo/moxel/etc/moxel.conf", "FORMAT_VER=default\n");
     unsetenv("MOXEL_CONF");
-    if (!conf.init() || value("FORMAT_VER") != "default") return 1;
+    EXPECT_TRUE(conf.init());
+    EXPECT_EQ(value("FORMAT_VER"), "default");
     setenv("MOXEL_CONF", "", 1);
     CEnvConf other;
     std::string version;
-    if (!other.init()) return 2;
+    EXPECT_TRUE(other.init());
     other.getValueString("FORMAT_VER", version);
-    return version == "default" ? 0 : 3;
+    EXPECT_EQ(version, "default");
   });
-  EXPECT_EQ(exitCode(status), 0);
 }
 
 TEST_F(Configuration, ReadingAgainReadsOverTheTable) {
@@ -713,12 +713,10 @@ TEST_F(Directories, ScriptCommandsAreCutAt4095Bytes) {
   EXPECT_EQ(lookUp(3700), "/found");
   EXPECT_EQ(lookUp(4000), "");
 
-  const int status = inChild([&] {
-    if (!enterPrivateNamespace() || !noteShellCommands(scratch.file("command"))) return 100;
+  expectInChild([&] {
+    ASSERT_TRUE(enterPrivateNamespace() && noteShellCommands(scratch.file("command")));
     lookUp(4000);
-    return 0;
   });
-  ASSERT_EQ(exitCode(status), 0);
   EXPECT_EQ(readFile(scratch.file("command")).size(), 4095u);
 }
 
@@ -731,17 +729,15 @@ TEST_F(Directories, AMissingScriptHasNoAnswer) {
 
 TEST_F(Directories, LookUpCommandsAreTheFixedOnes) {
   // A shell that notes what it is asked to run stands in for the system's.
-  const int status = inChild([&] {
-    if (!enterPrivateNamespace() || !noteShellCommands(scratch.file("command"))) return 100;
+  expectInChild([&] {
+    ASSERT_TRUE(enterPrivateNamespace() && noteShellCommands(scratch.file("command")));
     char out[4097];
     conf.lookUpSaveCoreDirFromDumpadm(out);
     writeFile(scratch.file("dumpadm command"), readFile(scratch.file("command")));
     conf.lookUpSaveCoreDirFromScript("/etc/script", out);
     writeFile(scratch.file("script command"), readFile(scratch.file("command")));
     conf.isRunning("/bin/x");
-    return 0;
   });
-  ASSERT_EQ(exitCode(status), 0);
   EXPECT_EQ(
       readFile(scratch.file("dumpadm command")),
       R"(( dumpadm | 		awk '/Savecore directory:/ { loc = index($0,":"); val = substr( $0 , loc+1 ); print val;}' ) 2>/dev/null)");
@@ -753,47 +749,41 @@ TEST_F(Directories, LookUpCommandsAreTheFixedOnes) {
 }
 
 TEST_F(Directories, TheFirstSourceThatAnswersWins) {
-  const int status = inChild([&] {
-    if (!enterPrivateNamespace()) return 100;
+  expectInChild([&] {
+    ASSERT_TRUE(enterPrivateNamespace());
     // An /etc of this test's own, with the system's choice of commands.
-    fs::create_directories(scratch.file("alternatives"));
-    const bool hasAlternatives = exists("/etc/alternatives");
-    if (hasAlternatives && mount("/etc/alternatives", scratch.file("alternatives").c_str(), "none",
-                                 MS_BIND, nullptr) != 0) {
-      return 101;
+    const std::string alternatives = scratch.file("alternatives");
+    const char* const place = "/etc/alternatives";
+    fs::create_directories(alternatives);
+    const bool hasAlternatives = exists(place);
+    if (hasAlternatives) {
+      ASSERT_EQ(mount(place, alternatives.c_str(), "none", MS_BIND, nullptr), 0);
     }
-    if (!mountEmpty("/etc")) return 102;
-    fs::create_directories("/etc/alternatives");
-    if (hasAlternatives && mount(scratch.file("alternatives").c_str(), "/etc/alternatives", "none",
-                                 MS_BIND, nullptr) != 0) {
-      return 103;
+    ASSERT_TRUE(mountEmpty("/etc"));
+    fs::create_directories(place);
+    if (hasAlternatives) {
+      ASSERT_EQ(mount(alternatives.c_str(), place, "none", MS_BIND, nullptr), 0);
     }
     fs::create_directories("/etc/init.d");
     fs::create_directories("/etc/rc2.d");
 
     char out[4097];
     newlyLogged();
-    const auto decides = [&](const std::string& directory, const std::string& line) {
+    const auto expectDecided = [&](const std::string& directory, const std::string& line) {
       memset(out, 'x', sizeof out);
-      const bool result = conf.setDefaultSaveCoreDir(out);
-      return result && out == directory && newlyLogged("save core") == Lines{line};
+      EXPECT_TRUE(conf.setDefaultSaveCoreDir(out));
+      EXPECT_EQ(out, directory);
+      EXPECT_EQ(newlyLogged("save core"), Lines{line});
     };
-    if (!decides("/var/crash/" + host, "save core decided to default")) return 1;
+    expectDecided("/var/crash/" + host, "save core decided to default");
     writeFile("/etc/rc2.d/S75ZQRNsavecore", "savecore /from/rc2/$HOSTNAME$\n");
-    if (!decides("/from/rc2/$",
-                 "save core decided from /etc/rc2.d/S75ZQRNsavecore : /from/rc2/$")) {
-      return 2;
-    }
+    expectDecided("/from/rc2/$", "save core decided from /etc/rc2.d/S75ZQRNsavecore : /from/rc2/$");
     writeFile("/etc/init.d/sysetup", "savecore '/from/sysetup/$HOSTNAME$'\n");
-    if (!decides("/from/sysetup/" + host,
-                 "save core decided from /etc/init.d/sysetup : /from/sysetup/$HOSTNAME$")) {
-      return 3;
-    }
+    expectDecided("/from/sysetup/" + host,
+                  "save core decided from /etc/init.d/sysetup : /from/sysetup/$HOSTNAME$");
     install("dumpadm", "echo 'Savecore directory: /from/dumpadm'\n");
-    if (!decides("/from/dumpadm", "save core decided from dumpadm : /from/dumpadm")) return 4;
-    return 0;
+    expectDecided("/from/dumpadm", "save core decided from dumpadm : /from/dumpadm");
   });
-  EXPECT_EQ(exitCode(status), 0);
 }
 
 TEST_F(Directories, ReadingChoosesTheCrashDumpDirectory) {
@@ -868,21 +858,18 @@ TEST_F(Directories, RunningProgramsAreCountedByFuser) {
   EXPECT_FALSE(conf.isRunning("x"));
   install("awk", "echo none\n");
   EXPECT_FALSE(conf.isRunning("x"));
-  const int status = inChild([&] {
+  expectInChild([&] {
     leaveDescriptors(1);
-    return conf.isRunning("x") ? 1 : 0;
+    EXPECT_FALSE(conf.isRunning("x"));
   });
-  EXPECT_EQ(exitCode(status), 0);
 }
 
 TEST_F(Directories, RunningCommandsAreCutAt1023Bytes) {
   const std::string path(1023, 'x');
-  const int status = inChild([&] {
-    if (!enterPrivateNamespace() || !noteShellCommands(scratch.file("command"))) return 100;
+  expectInChild([&] {
+    ASSERT_TRUE(enterPrivateNamespace() && noteShellCommands(scratch.file("command")));
     conf.isRunning(path.c_str());
-    return 0;
   });
-  ASSERT_EQ(exitCode(status), 0);
   EXPECT_EQ(readFile(scratch.file("command")), ("(echo `fuser " + path).substr(0, 1023));
 
   // A command that is cut is no command.
