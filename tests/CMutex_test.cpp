@@ -22,6 +22,14 @@ class Mutex : public testing::Test {
   int set() const { return semget(key(), 1, 0); }
   int value() const { return semctl(set(), 0, GETVAL); }
 
+  // Waits for the semaphore, which `value` is the first value of, until somebody removes the set.
+  void waitUntilRemoved(int value) const {
+    CMutex mutex(path(), value, false);
+    mutex.init(0);
+    EXPECT_FALSE(mutex.lock(true));
+    EXPECT_EQ(errno, EIDRM);
+  }
+
   Scratch scratch;
 };
 
@@ -97,9 +105,11 @@ TEST_F(Mutex, AMissingPathDetachesFromAnEarlierSet) {
 TEST_F(Mutex, WhoAttachesToAFreshSetWaitsForItsValue) {
   const int id = semget(key(), 1, IPC_CREAT | IPC_EXCL | 0600);
   ASSERT_NE(id, -1);
-  const pid_t child = startChild([&] {
+  const pid_t child = startExpecting([&] {
     CMutex mutex(path(), 1, false);
-    return mutex.init(0) && !mutex.lock(false) && mutex.lock(true) ? 0 : 1;
+    EXPECT_TRUE(mutex.init(0));
+    EXPECT_FALSE(mutex.lock(false));
+    EXPECT_TRUE(mutex.lock(true));
   });
   EXPECT_TRUE(eventually([&] { return waitersFor(path()) == 1; }));
   union {
@@ -150,26 +160,26 @@ TEST_F(Mutex, AValueThatCannotBeSetLeavesTheSetAttached) {
 }
 
 TEST_F(Mutex, ASetThatCannotBeCreatedLeavesItDetached) {
-  const int status = inChild([&] {
+  expectInChild([&] {
     denySystemCalls(kSemgetCalls, ENOSPC);
     CMutex mutex(path(), 1, false);
-    if (mutex.init(0)) return 1;
-    if (errno != ENOSPC) return 2;
-    if (mutex.key() != key()) return 3;
-    return mutex.lock(false) || mutex.release() || mutex.remove(false, 0) ? 4 : 0;
+    EXPECT_FALSE(mutex.init(0));
+    EXPECT_EQ(errno, ENOSPC);
+    EXPECT_EQ(mutex.key(), key());
+    EXPECT_FALSE(mutex.lock(false));
+    EXPECT_FALSE(mutex.release());
+    EXPECT_FALSE(mutex.remove(false, 0));
   });
-  EXPECT_EQ(exitCode(status), 0);
 }
 
 TEST_F(Mutex, AFailedInitDetaches) {
   CMutex mutex(path(), 1, false);
   ASSERT_TRUE(mutex.init(0));
-  const int status = inChild([&] {
+  expectInChild([&] {
     denySystemCalls(kSemgetCalls, ENOSPC);
-    if (mutex.init(0)) return 1;
-    return mutex.lock(false) ? 2 : 0;
+    EXPECT_FALSE(mutex.init(0));
+    EXPECT_FALSE(mutex.lock(false));
   });
-  EXPECT_EQ(exitCode(status), 0);
 }
 
 TEST_F(Mutex, LockAndReleaseChangeTheValueByOne) {
@@ -190,10 +200,11 @@ TEST_F(Mutex, AWaitEndsWithTheRelease) {
   CMutex mutex(path(), 1, false);
   ASSERT_TRUE(mutex.init(0));
   ASSERT_TRUE(mutex.lock(true));
-  const pid_t child = startChild([&] {
+  const pid_t child = startExpecting([&] {
     CMutex other(path(), 1, false);
-    if (!other.init(0) || other.lock(false)) return 1;
-    return other.lock(true) ? 0 : 2;
+    EXPECT_TRUE(other.init(0));
+    EXPECT_FALSE(other.lock(false));
+    EXPECT_TRUE(other.lock(true));
   });
   EXPECT_TRUE(eventually([&] { return waitersFor(path()) == 1; }));
   EXPECT_TRUE(mutex.release());
@@ -204,12 +215,11 @@ TEST_F(Mutex, AWaitEndsWithTheRelease) {
 TEST_F(Mutex, AKilledHolderBlocksNobody) {
   CMutex mutex(path(), 1, false);
   ASSERT_TRUE(mutex.init(0));
-  const pid_t child = startChild([&] {
+  const pid_t child = startExpecting([&] {
     CMutex other(path(), 1, false);
     other.init(0);
-    if (!other.lock(true)) return 1;
+    ASSERT_TRUE(other.lock(true));
     pause();
-    return 0;
   });
   EXPECT_TRUE(eventually([&] { return value() == 0; }));
   EXPECT_FALSE(mutex.lock(false));
@@ -222,18 +232,19 @@ TEST_F(Mutex, AKilledHolderBlocksNobody) {
 TEST_F(Mutex, AReleaseIsTakenBackWithTheProcessToo) {
   CMutex mutex(path(), 0, false);
   ASSERT_TRUE(mutex.init(0));
-  EXPECT_EQ(exitCode(inChild([&] { return mutex.release() ? 0 : 1; })), 0);
+  expectInChild([&] { EXPECT_TRUE(mutex.release()); });
   EXPECT_EQ(value(), 0);
 }
 
 TEST_F(Mutex, ASignalEndsTheWait) {
   CMutex mutex(path(), 0, false);
   ASSERT_TRUE(mutex.init(0));
-  const pid_t child = startChild([&] {
+  const pid_t child = startExpecting([&] {
     struct sigaction action = {};
     action.sa_handler = [](int) {};
     sigaction(SIGUSR1, &action, nullptr);
-    return !mutex.lock(true) && errno == EINTR ? 0 : 1;
+    EXPECT_FALSE(mutex.lock(true));
+    EXPECT_EQ(errno, EINTR);
   });
   EXPECT_TRUE(eventually([&] { return waitersFor(path()) == 1; }));
   kill(child, SIGUSR1);
@@ -281,11 +292,7 @@ TEST_F(Mutex, RemovalSleepsOnceForWaiters) {
 
   ASSERT_TRUE(mutex.init(0));
   ASSERT_TRUE(mutex.lock(true));
-  const pid_t child = startChild([&] {
-    CMutex waiter(path(), 1, false);
-    waiter.init(0);
-    return !waiter.lock(true) && errno == EIDRM ? 0 : 1;
-  });
+  const pid_t child = startExpecting([&] { waitUntilRemoved(1); });
   ASSERT_TRUE(eventually([&] { return waitersFor(path()) == 1; }));
   // An alarm ends the sleep; the waiter still waits then, and the set goes all the same.
   struct sigaction action = {};
@@ -306,11 +313,7 @@ TEST_F(Mutex, RemovalSleepsOnceForWaiters) {
 TEST_F(Mutex, RemovalWithoutWaitingForWaitersDoesNotSleep) {
   CMutex mutex(path(), 0, false);
   ASSERT_TRUE(mutex.init(0));
-  const pid_t child = startChild([&] {
-    CMutex waiter(path(), 1, false);
-    waiter.init(0);
-    return !waiter.lock(true) && errno == EIDRM ? 0 : 1;
-  });
+  const pid_t child = startExpecting([&] { waitUntilRemoved(1); });
   ASSERT_TRUE(eventually([&] { return waitersFor(path()) == 1; }));
   EXPECT_TRUE(mutex.remove(false, 3600));
   EXPECT_EQ(exitCode(waitFor(child)), 0);
@@ -330,11 +333,7 @@ TEST_F(Mutex, TheDestructorRemovesTheSetWhenToldTo) {
 }
 
 TEST_F(Mutex, TheDestructorDoesNotWaitForWaiters) {
-  const pid_t waiter = startChild([&] {
-    CMutex mutex(path(), 0, false);
-    mutex.init(0);
-    return !mutex.lock(true) && errno == EIDRM ? 0 : 1;
-  });
+  const pid_t waiter = startExpecting([&] { waitUntilRemoved(0); });
   ASSERT_TRUE(eventually([&] { return set() != -1 && waitersFor(path()) == 1; }));
   const pid_t owner = startChild([&] {
     CMutex mutex(path(), 0, true);
