@@ -129,14 +129,13 @@ TEST_F(TempFiles, ADirectoryIgnoresThePrefix) {
 }
 
 TEST_F(TempFiles, DirectoriesHaveMode755LessTheMask) {
-  const int status = inChild([&] {
+  expectInChild([&] {
     umask(027);
     Temp temp;
     std::string path;
     temp.getTempDir(path, "", dir());
-    return modeOf(path) == 0750 ? 0 : 1;
+    EXPECT_EQ(modeOf(path), 0750u);
   });
-  EXPECT_EQ(exitCode(status), 0);
 }
 
 TEST_F(TempFiles, AMissingDirectoryIsMadeWithItsParents) {
@@ -144,12 +143,12 @@ TEST_F(TempFiles, AMissingDirectoryIsMadeWithItsParents) {
   std::string path;
   EXPECT_EQ(temp.getTempFile(path, "abc", scratch.file("a/b").c_str(), nullptr), 1);
   expectName(path, scratch.file("a/b/abc"));
-  const int status = inChild([&] {
+  expectInChild([&] {
     CTemp child;
-    if (child.getTempDir(path, "abc", scratch.file("c/d").c_str()) != 1) return 1;
-    return path.rfind(scratch.file("c/d/"), 0) == 0 && isDir(path) ? 0 : 2;
+    EXPECT_EQ(child.getTempDir(path, "abc", scratch.file("c/d").c_str()), 1);
+    EXPECT_EQ(path.rfind(scratch.file("c/d/"), 0), 0u) << path;
+    EXPECT_TRUE(isDir(path)) << path;
   });
-  EXPECT_EQ(exitCode(status), 0);
   EXPECT_TRUE(isDir(scratch.file("c/d")));
 }
 
@@ -179,14 +178,12 @@ TEST_F(TempFiles, EachStepIsTraced) {
 
 TEST_F(TempFiles, ADirectoryIsTracedWithItsBlankAndNoDescriptor) {
   traceOn();
-  const int status = inChild([&] {
+  expectInChild([&] {
     CTemp temp;
     std::string path;
     temp.getTempDir(path, "abc", nullptr);
     writeFile(scratch.file("path"), path);
-    return 0;
   });
-  ASSERT_EQ(exitCode(status), 0);
   const std::string path = readFile(scratch.file("path"));
   expectName(path, "/tmp/");
   EXPECT_EQ(newlyLogged("[T](CTemp"),
@@ -228,16 +225,16 @@ TEST_F(TempFiles, OneAttemptLogsOnce) {
 }
 
 TEST_F(TempFiles, AnyOtherTypeIsADirectory) {
-  const int status = inChild([&] {
+  expectInChild([&] {
     CTemp temp;
     std::string path;
     for (const int type : {1, 2, -1}) {
       int fd = -7;
-      if (temp.getTemp_sub(path, "p", dir(), &fd, type) != 1 || !isDir(path) || fd != -7) return 1;
+      EXPECT_EQ(temp.getTemp_sub(path, "p", dir(), &fd, type), 1) << type;
+      EXPECT_TRUE(isDir(path)) << type;
+      EXPECT_EQ(fd, -7) << type;
     }
-    return 0;
   });
-  EXPECT_EQ(exitCode(status), 0);
 }
 
 TEST_F(TempFiles, AFileInTheDirectorysPlaceFailsTenTimes) {
@@ -261,11 +258,12 @@ TEST_F(TempFiles, ALaterAttemptMaySucceed) {
   writeFile(place, "");
   CMutex mutex(scratch.path().c_str(), 1, false);
   ASSERT_TRUE(mutex.init(0) && mutex.lock(true));
-  const pid_t child = startChild([&] {
+  const pid_t child = startExpecting([&] {
     Temp temp;
     std::string path;
-    if (temp.getTempFile(path, "abc", place.c_str(), nullptr) != 1) return 1;
-    return temp.tempFiles.size() == 1 && namesIn(place).size() == 1 ? 0 : 2;
+    ASSERT_EQ(temp.getTempFile(path, "abc", place.c_str(), nullptr), 1);
+    EXPECT_EQ(temp.tempFiles.size(), 1u);
+    EXPECT_EQ(namesIn(place).size(), 1u);
   });
   EXPECT_TRUE(eventually([&] { return waitersFor(scratch.path()) == 1; }));
   unlink(place.c_str());
@@ -299,17 +297,18 @@ TEST_F(TempFiles, ADirectoryWithoutPermissionFailsTenTimes) {
   const std::string closed = scratch.file("closed");
   ASSERT_EQ(mkdir(closed.c_str(), 0555), 0);
   chmod(dir(), 0777);
-  const int status = inChild([&] {
+  expectInChild([&] {
     dropPrivileges();
     Temp temp;
     std::string path = "before";
     int fd = -7;
-    if (temp.getTempFile(path, "abc", closed.c_str(), &fd) != 0) return 1;
-    if (!path.empty() || fd != -7) return 2;
-    if (temp.getTempDir(path, "abc", closed.c_str()) != 0 || !path.empty()) return 3;
-    return temp.tempFiles.empty() ? 0 : 4;
+    EXPECT_EQ(temp.getTempFile(path, "abc", closed.c_str(), &fd), 0);
+    EXPECT_EQ(path, "");
+    EXPECT_EQ(fd, -7);
+    EXPECT_EQ(temp.getTempDir(path, "abc", closed.c_str()), 0);
+    EXPECT_EQ(path, "");
+    EXPECT_TRUE(temp.tempFiles.empty());
   });
-  EXPECT_EQ(exitCode(status), 0);
   Lines expected(
       10, "[I](CTemp:136):failed to mkstemp():Permission denied:templ=" + closed + "/abcXXXXXX");
   expected.insert(expected.end(), 10, "MXL90102L:failed to mkstemp():Permission denied");
@@ -326,15 +325,15 @@ TEST_F(TempFiles, ANameOf4096BytesFails) {
 }
 
 TEST_F(TempFiles, ADirectorysNameOf4096BytesFails) {
-  const int status = inChild([&] {
+  expectInChild([&] {
     // Six of the pattern and the slash are one too many.
     const std::string deep = enterDeepDirectory(dir(), 4090);
     Temp temp;
     std::string path = "before";
-    if (temp.getTempDir(path, "abc", deep.c_str()) != 0) return 1;
-    return path.empty() && temp.tempFiles.empty() ? 0 : 2;
+    EXPECT_EQ(temp.getTempDir(path, "abc", deep.c_str()), 0);
+    EXPECT_EQ(path, "");
+    EXPECT_TRUE(temp.tempFiles.empty());
   });
-  EXPECT_EQ(exitCode(status), 0);
   EXPECT_EQ(newlyLogged(), Lines(10, "MXL90102L:failed to mkstemp():Invalid argument"));
 }
 
@@ -368,28 +367,26 @@ TEST_F(TempFiles, ASlashBehindTheDirectoryStays) {
 }
 
 TEST_F(TempFiles, AFirstFileThatCannotBeUnlinkedFailsTheDirectory) {
-  const int status = inChild([&] {
+  expectInChild([&] {
     denySystemCalls(kUnlinkCalls, EPERM);
     Temp temp;
     std::string path = "before";
-    if (temp.getTempDir(path, "abc", dir()) != 0) return 1;
-    return path.empty() && temp.tempFiles.empty() ? 0 : 2;
+    EXPECT_EQ(temp.getTempDir(path, "abc", dir()), 0);
+    EXPECT_EQ(path, "");
+    EXPECT_TRUE(temp.tempFiles.empty());
   });
-  EXPECT_EQ(exitCode(status), 0);
   EXPECT_EQ(newlyLogged(), Lines(10, "MXL90102L:failed to unlink():Operation not permitted"));
 }
 
 TEST_F(TempFiles, ADirectoryThatCannotBeMadeAtLastFails) {
-  const int status = inChild([&] {
+  expectInChild([&] {
     denySystemCalls(kMkdirCalls, EPERM);
     Temp temp;
     std::string path;
-    if (temp.getTemp_sub(path, "abc", dir(), nullptr, 1) != 0) return 1;
-    if (!temp.tempFiles.empty()) return 2;
+    EXPECT_EQ(temp.getTemp_sub(path, "abc", dir(), nullptr, 1), 0);
+    EXPECT_TRUE(temp.tempFiles.empty());
     writeFile(scratch.file("path"), path);
-    return 0;
   });
-  EXPECT_EQ(exitCode(status), 0);
   const std::string path = readFile(scratch.file("path"));
   expectName(path, scratch.file(""));
   EXPECT_EQ(newlyLogged(), Lines{"MXL90103L:failed to create dir:" + path});
@@ -397,19 +394,19 @@ TEST_F(TempFiles, ADirectoryThatCannotBeMadeAtLastFails) {
 }
 
 TEST_F(TempFiles, AFailedRenameLeavesTheFileUnderItsFirstName) {
-  const int status = inChild([&] {
+  expectInChild([&] {
     denySystemCalls(kRenameCalls, EPERM);
     Temp temp;
     std::string path;
     int fd = -7;
-    if (temp.getTemp_sub(path, "abc", dir(), &fd, 0) != 0) return 1;
+    EXPECT_EQ(temp.getTemp_sub(path, "abc", dir(), &fd, 0), 0);
+    ASSERT_FALSE(path.empty());
+    EXPECT_EQ(path.back(), '_');
     const std::string first = path.substr(0, path.size() - 1);
-    if (path.back() != '_' || !isSameFile(fd, first)) return 2;
-    if (!temp.tempFiles.empty()) return 3;
+    EXPECT_TRUE(isSameFile(fd, first)) << first;
+    EXPECT_TRUE(temp.tempFiles.empty());
     writeFile(scratch.file("first"), first);
-    return 0;
   });
-  EXPECT_EQ(exitCode(status), 0);
   const std::string first = readFile(scratch.file("first"));
   EXPECT_TRUE(exists(first));
   EXPECT_EQ(newlyLogged(), Lines{"MXL90104L:failed to rename():" + first + " to " + first +
@@ -417,15 +414,14 @@ TEST_F(TempFiles, AFailedRenameLeavesTheFileUnderItsFirstName) {
 }
 
 TEST_F(TempFiles, AFailedRenameClosesWhatTheCallerDidNotWant) {
-  const int status = inChild([&] {
+  expectInChild([&] {
     denySystemCalls(kRenameCalls, EPERM);
     CTemp temp;
     std::string path;
     const auto before = openDescriptors();
-    if (temp.getTempFile(path, "abc", dir(), nullptr) != 0) return 1;
-    return openDescriptors() == before ? 0 : 2;
+    EXPECT_EQ(temp.getTempFile(path, "abc", dir(), nullptr), 0);
+    EXPECT_EQ(openDescriptors(), before);
   });
-  EXPECT_EQ(exitCode(status), 0);
   EXPECT_EQ(newlyLogged("MXL90104L").size(), 10u);
 }
 
@@ -541,16 +537,16 @@ TEST_F(TempFiles, PathsBecomeFilesDirectoriesOrNothing) {
 }
 
 TEST_F(TempFiles, AShallowPathIsCountedAndStays) {
-  const int status = inChild([&] {
-    if (!enterPrivateNamespace() || !mountEmpty("/mnt")) return 100;
+  expectInChild([&] {
+    ASSERT_TRUE(enterPrivateNamespace() && mountEmpty("/mnt"));
     Temp temp;
     std::string path;
-    if (temp.getTempFile(path, "abc", "/mnt", nullptr) != 1) return 1;
-    if (temp.delTempFile(nullptr) != 1 || !temp.tempFiles.empty()) return 2;
-    if (logged() != Lines{"MXL90008L:" + path + " too shallow to delete"}) return 3;
-    return exists(path) ? 0 : 4;
+    EXPECT_EQ(temp.getTempFile(path, "abc", "/mnt", nullptr), 1);
+    EXPECT_EQ(temp.delTempFile(nullptr), 1);
+    EXPECT_TRUE(temp.tempFiles.empty());
+    EXPECT_EQ(logged(), Lines{"MXL90008L:" + path + " too shallow to delete"});
+    EXPECT_TRUE(exists(path)) << path;
   });
-  EXPECT_EQ(exitCode(status), 0);
 }
 
 TEST_F(TempFiles, TheEnvironmentKeepsFiles) {
