@@ -182,41 +182,36 @@ TEST_F(MessageFile, TheLanguageChoosesTheFile) {
       {"", "ja_JP", "C"},
       {" ja", "ja", "C"},
   };
-  const int status = inChild([&] {
-    if (!enterPrivateNamespace() || !mountEmpty("/opt")) return 100;
+  expectInChild([&] {
+    ASSERT_TRUE(enterPrivateNamespace() && mountEmpty("/opt"));
     fs::create_directories(kDirectory);
     writeFile(kDirectory + "/moxel_msg.C", "MXL10000I\tC\n");
     writeFile(kDirectory + "/moxel_msg.ja", "MXL10000I\tja\n");
-    int number = 1;
     for (const auto& row : rows) {
       const Environment lang("LANG", row.environment == nullptr
                                          ? std::optional<std::string>()
                                          : std::optional<std::string>(row.environment));
       ResourceBridgeImpFile loaded;
-      if (loaded.load(row.lang, "") != 0) return number;
-      if (std::string(loaded.getText("MXL10000I")) != row.expected) return number;
-      ++number;
+      SCOPED_TRACE(testing::Message() << row.lang << ", LANG=" << row.environment);
+      EXPECT_EQ(loaded.load(row.lang, ""), 0);
+      EXPECT_STREQ(loaded.getText("MXL10000I"), row.expected);
     }
     // A file that is named is read whatever the language is.
     writeFile("/opt/other", "MXL10000I\tother\n");
     ResourceBridgeImpFile loaded;
-    return loaded.load("ja", "/opt/other") == 0 &&
-                   std::string(loaded.getText("MXL10000I")) == "other"
-               ? 0
-               : 99;
+    EXPECT_EQ(loaded.load("ja", "/opt/other"), 0);
+    EXPECT_STREQ(loaded.getText("MXL10000I"), "other");
   });
-  EXPECT_EQ(exitCode(status), 0);
 }
 
 TEST_F(MessageFile, TheDefaultFilesAreNamedWhenTheyAreMissing) {
-  const int status = inChild([&] {
-    if (!enterPrivateNamespace() || !mountEmpty("/opt")) return 100;
-    if (loadFile("", "C") != -1) return 1;
-    if (errors != "message file open error /opt/kardo/moxel/lib/locale/moxel_msg.C\n") return 2;
-    if (loadFile("", "ja") != -1) return 3;
-    return errors == "message file open error /opt/kardo/moxel/lib/locale/moxel_msg.ja\n" ? 0 : 4;
+  expectInChild([&] {
+    ASSERT_TRUE(enterPrivateNamespace() && mountEmpty("/opt"));
+    EXPECT_EQ(loadFile("", "C"), -1);
+    EXPECT_EQ(errors, "message file open error /opt/kardo/moxel/lib/locale/moxel_msg.C\n");
+    EXPECT_EQ(loadFile("", "ja"), -1);
+    EXPECT_EQ(errors, "message file open error /opt/kardo/moxel/lib/locale/moxel_msg.ja\n");
   });
-  EXPECT_EQ(exitCode(status), 0);
 }
 
 }  // namespace

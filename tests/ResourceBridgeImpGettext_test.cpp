@@ -27,46 +27,44 @@ class Catalogue : public testing::Test {
   // build has made, or without any.
   std::string texts(const std::string& locale, bool installed) {
     const std::string result = scratch.file("texts");
-    const int status = inChild([&] {
-      if (!enterPrivateNamespace()) return 100;
+    SCOPED_TRACE(locale);
+    expectInChild([&] {
       // The catalogues' directory and the locales are this test's own.
-      if (!mountEmpty("/usr/share/locale")) return 101;
-      if (installed &&
-          mount(MOXEL_BUILD_DIR "/locale", "/usr/share/locale", "none", MS_BIND, nullptr) != 0) {
-        return 102;
+      const char* const directory = "/usr/share/locale";
+      ASSERT_TRUE(enterPrivateNamespace() && mountEmpty(directory));
+      if (installed) {
+        ASSERT_EQ(mount(MOXEL_BUILD_DIR "/locale", directory, "none", MS_BIND, nullptr), 0);
       }
-      if (locale != "C" && !makeLocale(locale)) return 103;
+      ASSERT_TRUE(locale == "C" || makeLocale(locale));
       setenv("LOCPATH", scratch.path().c_str(), 1);
       setenv("LC_ALL", locale.c_str(), 1);
       unsetenv("LANGUAGE");
       // Where another part of the tool bound the domain to does not matter.
       bindtextdomain("moxel", "/elsewhere");
       ResourceBridgeImpGettext bridge;
-      if (bridge.load("ignored", "/ignored") != 0) return 1;
-      if (std::string(setlocale(LC_MESSAGES, nullptr)) != locale) return 2;
-      if (std::string(setlocale(LC_CTYPE, nullptr)) != locale) return 3;
-      if (std::string(textdomain(nullptr)) != "moxel") return 4;
-      if (std::string(bindtextdomain("moxel", nullptr)) != "/usr/share/locale") return 5;
+      EXPECT_EQ(bridge.load("ignored", "/ignored"), 0);
+      EXPECT_STREQ(setlocale(LC_MESSAGES, nullptr), locale.c_str());
+      EXPECT_STREQ(setlocale(LC_CTYPE, nullptr), locale.c_str());
+      EXPECT_STREQ(textdomain(nullptr), "moxel");
+      EXPECT_STREQ(bindtextdomain("moxel", nullptr), directory);
       std::string all;
       for (const MSG_TABLE* row = gMsgTable; row->number != kMsgTableEnd; ++row) {
         const std::string text = bridge.getText(row->number);
-        if (bridge.getText(row->id) != text) return 6;
-        if (std::string(bridge.getTextOrg(row->id)) != row->text) return 7;
+        EXPECT_EQ(bridge.getText(row->id), text);
+        EXPECT_STREQ(bridge.getTextOrg(row->id), row->text);
         all += text + "\n--\n";
       }
       // A text that is not there is empty, not the catalogue's heading.
-      if (*bridge.getText(9999) != '\0' || *bridge.getText("MXL99999E") != '\0') return 8;
-      if (*bridge.getText(kNull) != '\0' || *bridge.getText("") != '\0') return 9;
+      EXPECT_STREQ(bridge.getText(9999), "");
+      for (const char* id : {"MXL99999E", kNull, ""}) EXPECT_STREQ(bridge.getText(id), "");
       // An empty text of a row is passed on by its number, not by its ID.
       const MSG_TABLE empty[] = {{1, "MXL99999E", ""}, {kMsgTableEnd, nullptr, nullptr}};
       ResourceCO index(empty);
-      if (std::string(index.getText(1)) != gettext("")) return 10;
-      if (installed && locale != "C" && *index.getText(1) == '\0') return 11;
-      if (*index.getText("MXL99999E") != '\0') return 12;
+      EXPECT_STREQ(index.getText(1), gettext(""));
+      EXPECT_EQ(*index.getText(1) == '\0', !installed || locale == "C");
+      EXPECT_STREQ(index.getText("MXL99999E"), "");
       writeFile(result, all);
-      return 0;
     });
-    EXPECT_EQ(exitCode(status), 0) << locale;
     return readFile(result);
   }
 
