@@ -2,7 +2,6 @@
 #include <gtest/gtest.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
-#include <sys/time.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -150,15 +149,14 @@ TEST_F(Execution, TheCommandIsTheShellsOneArgument) {
 }
 
 TEST_F(Execution, InheritsEnvironmentDirectoryAndInput) {
-  const int status = inChild([&] {
+  expectInChild([&] {
     setenv("MOXEL_TEST_VALUE", "value", 1);
-    if (chdir(scratch.path().c_str()) != 0) return 1;
+    ASSERT_EQ(chdir(scratch.path().c_str()), 0);
     writeFile("input", "first\nsecond\n");
-    if (freopen("input", "r", stdin) == nullptr) return 2;
-    if (run("echo $MOXEL_TEST_VALUE; pwd; cat") != 0) return 3;
-    return out == List{"value", scratch.path(), "first", "second"} ? 0 : 4;
+    ASSERT_NE(freopen("input", "r", stdin), nullptr);
+    EXPECT_EQ(run("echo $MOXEL_TEST_VALUE; pwd; cat"), 0);
+    EXPECT_EQ(out, (List{"value", scratch.path(), "first", "second"}));
   });
-  EXPECT_EQ(exitCode(status), 0);
 }
 
 // ---- execGetLines: results ---------------------------------------------------------------------
@@ -188,8 +186,9 @@ TEST_F(Execution, AShellThatCannotBeStartedGivesOne) {
 
 TEST_F(Execution, AFailedExecEndsTheChildByAnOrdinaryExit) {
   const std::string output = scratch.file("output");
-  const int status = inChild([&] {
-    if (freopen(output.c_str(), "w", stdout) == nullptr) return 1;
+  expectInChild([&] {
+    const int old = dup(STDOUT_FILENO);
+    ASSERT_NE(freopen(output.c_str(), "w", stdout), nullptr);
     // Not flushed: belongs to this process, not to the command's output.
     printf("pending");
     static pid_t parent;
@@ -199,11 +198,12 @@ TEST_F(Execution, AFailedExecEndsTheChildByAnOrdinaryExit) {
     atexit([] {
       if (getpid() != parent) writeFile(marker, "ran");
     });
-    if (run(std::string(200000, ':')) != 1 || !out.empty()) return 2;
+    const int result = run(std::string(200000, ':'));
     fflush(stdout);
-    return 0;
+    dup2(old, STDOUT_FILENO);
+    EXPECT_EQ(result, 1);
+    EXPECT_EQ(out, List{});
   });
-  EXPECT_EQ(exitCode(status), 0);
   EXPECT_EQ(readFile(output), "pending");
   EXPECT_EQ(readFile(scratch.file("exit handler")), "ran");
 }
@@ -211,6 +211,7 @@ TEST_F(Execution, AFailedExecEndsTheChildByAnOrdinaryExit) {
 TEST_F(Execution, WhatTheCallersExitPrintsIsNoOutputOfAFailedExec) {
   const std::string output = scratch.file("output");
   expectInChild([&] {
+    const int old = dup(STDOUT_FILENO);
     const int file = open(output.c_str(), O_WRONLY | O_CREAT, 0644);
     dup2(file, STDOUT_FILENO);
     static pid_t parent;
@@ -224,14 +225,16 @@ TEST_F(Execution, WhatTheCallersExitPrintsIsNoOutputOfAFailedExec) {
       std::cerr << "and this error";
       fflush(stdout);
     });
-    List lines = {"old"};
-    List errors = {"old"};
-    EXPECT_EQ(execGetLines(lines, std::string(200000, ':').c_str(), -1, &errors, -1), 1);
-    EXPECT_EQ(lines, List{});
-    EXPECT_EQ(errors, List{});
-    EXPECT_EQ(execGetLines(lines, std::string(200000, ':').c_str(), -1, nullptr, -1), 1);
-    EXPECT_EQ(lines, List{});
+    const int withErrors = runBoth(std::string(200000, ':'));
+    const List lines = out;
+    const int without = run(std::string(200000, ':'));
     std::cout.flush();
+    dup2(old, STDOUT_FILENO);
+    EXPECT_EQ(withErrors, 1);
+    EXPECT_EQ(lines, List{});
+    EXPECT_EQ(err, List{});
+    EXPECT_EQ(without, 1);
+    EXPECT_EQ(out, List{});
   });
   EXPECT_EQ(readFile(output), "pending");
 }
@@ -263,17 +266,16 @@ TEST_F(Execution, WithoutAChildTheErrorFileStays) {
 }
 
 TEST_F(Execution, WithoutDescriptorsThereIsNoPipe) {
-  const int status = inChild([&] {
-    List lines = {"old"};
-    List errors = {"old"};
+  expectInChild([&] {
     // The sanitizers need a pipe when they first meet a class.
-    execGetLines(lines, "echo a", -1, &errors, -1);
+    runBoth("echo a; echo b >&2");
     // One is enough for the log, not for a pipe.
     leaveDescriptors(1);
-    if (execGetLines(lines, "echo a", -1, &errors, -1) != -1) return 1;
-    return lines.empty() && errors.empty() && !hasChildren() ? 0 : 2;
+    EXPECT_EQ(runBoth("echo a"), -1);
+    EXPECT_EQ(out, List{});
+    EXPECT_EQ(err, List{});
+    EXPECT_FALSE(hasChildren());
   });
-  EXPECT_EQ(exitCode(status), 0);
   // No temporary file was tried: the pipe comes first.
   const Lines lines = logged();
   ASSERT_EQ(lines.back(), "MXL90003L:failed to pipe():Too many open files");
@@ -282,14 +284,14 @@ TEST_F(Execution, WithoutDescriptorsThereIsNoPipe) {
 }
 
 TEST_F(Execution, WithoutProcessesThereIsNoChild) {
-  const int status = inChild([&] {
+  expectInChild([&] {
     const auto before = openDescriptors();
     denySystemCalls(kForkCalls, EAGAIN);
-    if (run("echo a") != -1) return 1;
-    if (!out.empty() || hasChildren()) return 2;
-    return openDescriptors() == before ? 0 : 3;
+    EXPECT_EQ(run("echo a"), -1);
+    EXPECT_EQ(out, List{});
+    EXPECT_FALSE(hasChildren());
+    EXPECT_EQ(openDescriptors(), before);
   });
-  EXPECT_EQ(exitCode(status), 0);
   EXPECT_EQ(logged(), Lines{"MXL90005L:failed to exec(Resource temporarily unavailable):echo a"});
 }
 
@@ -299,14 +301,14 @@ TEST_F(Execution, WithoutAChildTheErrorFileIsReadAllTheSame) {
   const Environment keep("MOXEL_NOT_DEL_TEMP", "1");
   chmod(scratch.path().c_str(), 0777);
   writeFile(logPath(), "", 0666);
-  const int status = inChild([&] {
+  expectInChild([&] {
     dropPrivileges();
     umask(0777);
     denySystemCalls(kForkCalls, EAGAIN);
-    if (runBoth("echo a") != -1) return 1;
-    return out.empty() && err.empty() ? 0 : 2;
+    EXPECT_EQ(runBoth("echo a"), -1);
+    EXPECT_EQ(out, List{});
+    EXPECT_EQ(err, List{});
   });
-  EXPECT_EQ(exitCode(status), 0);
   const Lines lines = logged();
   ASSERT_EQ(lines.size(), 2u);
   EXPECT_EQ(lines[0], "MXL90005L:failed to exec(Resource temporarily unavailable):echo a");
@@ -319,12 +321,12 @@ TEST_F(Execution, WithoutAChildTheErrorFileIsReadAllTheSame) {
 }
 
 TEST_F(Execution, AnErrorFileThatCannotBeRenamedIsNone) {
-  const int status = inChild([&] {
+  expectInChild([&] {
     denySystemCalls(kRenameCalls, EPERM);
-    if (runBoth("echo lost >&2; echo a") != 0) return 1;
-    return out == List{"a"} && err.empty() ? 0 : 2;
+    EXPECT_EQ(runBoth("echo lost >&2; echo a"), 0);
+    EXPECT_EQ(out, List{"a"});
+    EXPECT_EQ(err, List{});
   });
-  EXPECT_EQ(exitCode(status), 0);
   const std::string begin = "MXL90104L:failed to rename():";
   const Lines failures = newlyLogged(begin);
   EXPECT_EQ(failures.size(), 10u);
@@ -337,33 +339,40 @@ TEST_F(Execution, AnErrorFileThatCannotBeRenamedIsNone) {
 }
 
 TEST_F(Execution, AStatusThatCannotBeHadIsAFailure) {
-  const int status = inChild([&] {
+  expectInChild([&] {
     signal(SIGCHLD, SIG_IGN);
-    if (run("echo a") != -1) return 1;
-    return out == List{"a"} ? 0 : 2;
+    EXPECT_EQ(run("echo a"), -1);
+    EXPECT_EQ(out, List{"a"});
   });
-  EXPECT_EQ(exitCode(status), 0);
   const Lines lines = logged();
   ASSERT_EQ(lines.size(), 2u);
   EXPECT_NE(lines[0].find(",wstat=ffffffff"), std::string::npos) << lines[0];
 }
 
 TEST_F(Execution, SignalsInterruptNeitherReadingNorWaiting) {
-  const int status = inChild([&] {
-    static volatile sig_atomic_t alarms;
+  expectInChild([&] {
+    // Each signal has been handled when the command sends the next.
+    static volatile sig_atomic_t signals;
+    static int handled;
+    const std::string fifo = scratch.file("handled");
+    ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+    handled = open(fifo.c_str(), O_RDWR);
     struct sigaction action = {};
-    action.sa_handler = [](int) { alarms = alarms + 1; };
+    action.sa_handler = [](int) {
+      signals = signals + 1;
+      static_cast<void>(write(handled, "\n", 1) == 1);
+    };
     sigaction(SIGALRM, &action, nullptr);
-    const itimerval timer = {{0, 1000}, {0, 1000}};
-    setitimer(ITIMER_REAL, &timer, nullptr);
+    const std::string interrupt =
+        "i=0; while [ $i -lt 100 ]; do kill -ALRM $PPID; read handled; i=$((i+1)); done <" + fifo;
     // The second half is spent with the output closed, in the wait.
-    const int result = run("printf 'half '; sleep 0.2; echo line; exec >&-; sleep 0.2; exit 9");
-    const itimerval none = {};
-    setitimer(ITIMER_REAL, &none, nullptr);
-    if (result != 9 || out != List{"half line"}) return 1;
-    return alarms > 10 && !hasChildren() ? 0 : 2;
+    EXPECT_EQ(
+        run("printf 'half '; " + interrupt + "; echo line; exec >&-; " + interrupt + "; exit 9"),
+        9);
+    EXPECT_EQ(out, List{"half line"});
+    EXPECT_EQ(signals, 200);
+    EXPECT_FALSE(hasChildren());
   });
-  EXPECT_EQ(exitCode(status), 0);
 }
 
 TEST_F(Execution, ExhaustedMemoryLeavesNoChildAndNoDescriptor) {
@@ -452,57 +461,62 @@ TEST_F(Execution, TheErrorFileIsATemporaryOne) {
 
 TEST_F(Execution, OutputAndErrorsArriveWhicheverDescriptorsTheCallerHasClosed) {
   for (int closed = 0; closed < 8; ++closed) {
-    const int status = inChild([&] {
+    SCOPED_TRACE(closed);
+    expectInChild([&] {
+      const int old = dup(STDOUT_FILENO);
       for (int fd = 0; fd < 3; ++fd) {
         if ((closed & (1 << fd)) != 0) close(fd);
       }
       const auto before = openDescriptors();
-      if (runBoth("echo out; echo err >&2; exit 6") != 6) return 1;
-      if (out != List{"out"}) return 2;
-      if (err != List{"err"}) return 3;
-      if (run("echo out; echo err >&2") != 2) return 4;
-      if (out != List{"out"}) return 5;
-      return openDescriptors() == before ? 0 : 6;
+      const int withErrors = runBoth("echo out; echo err >&2; exit 6");
+      const List lines = out;
+      const int without = run("echo out; echo err >&2");
+      const auto after = openDescriptors();
+      dup2(old, STDOUT_FILENO);
+      EXPECT_EQ(withErrors, 6);
+      EXPECT_EQ(lines, List{"out"});
+      EXPECT_EQ(err, List{"err"});
+      EXPECT_EQ(without, 2);
+      EXPECT_EQ(out, List{"out"});
+      EXPECT_EQ(after, before);
     });
-    EXPECT_EQ(exitCode(status), 0) << closed;
   }
 }
 
 TEST_F(Execution, WithoutATemporaryFileTheErrorListStaysEmpty) {
   chmod(scratch.path().c_str(), 0777);
-  const int status = inChild([&] {
-    if (!enterPrivateNamespace()) return 100;
+  expectInChild([&] {
     // The log must stay writable.
-    if (!mountEmpty("/mnt") || !mountEmpty("/tmp", MS_RDONLY)) return 101;
+    ASSERT_TRUE(enterPrivateNamespace() && mountEmpty("/mnt") && mountEmpty("/tmp", MS_RDONLY));
     setenv("MOXEL_LOG", "/mnt/moxel.log", 1);
     gLog = CLog();
-    if (runBoth("echo a; echo b >&2; echo c") != 0) return 1;
-    if (out != List{"a", "c"} || !err.empty()) return 2;
-    if (runBoth(kDescriptors) != 0 || out != List{"0", "1"}) return 3;
+    EXPECT_EQ(runBoth("echo a; echo b >&2; echo c"), 0);
+    EXPECT_EQ(out, (List{"a", "c"}));
+    EXPECT_EQ(err, List{});
+    EXPECT_EQ(runBoth(kDescriptors), 0);
+    EXPECT_EQ(out, (List{"0", "1"}));
     const auto lines = parseLog(readFile("/mnt/moxel.log"));
     int failures = 0;
     for (const auto& line : lines) {
       failures +=
           line.text.rfind("[I](CTemp:136):failed to mkstemp():Read-only file system", 0) == 0;
-      if (line.text.rfind("MXL90007L", 0) == 0) return 4;
+      EXPECT_NE(line.text.rfind("MXL90007L", 0), 0u) << line.text;
     }
-    return failures == 20 ? 0 : 5;
+    EXPECT_EQ(failures, 20);
   });
-  EXPECT_EQ(exitCode(status), 0);
 }
 
 TEST_F(Execution, AnErrorFileThatCannotBeOpenedIsReportedByChildAndParent) {
   // Made without any permission, the file can be opened again by nobody but root.
   chmod(scratch.path().c_str(), 0777);
   writeFile(logPath(), "", 0666);
-  const int status = inChild([&] {
+  expectInChild([&] {
     dropPrivileges();
     umask(0777);
-    if (runBoth(kDescriptors) != 0) return 1;
-    if (out != List{"0", "1"}) return 2;
-    return err.empty() ? 0 : 3;
+    EXPECT_EQ(runBoth(kDescriptors), 0);
+    EXPECT_EQ(out, (List{"0", "1"}));
+    EXPECT_EQ(err, List{});
   });
-  EXPECT_EQ(exitCode(status), 0);
   const auto lines = parseLog(readFile(logPath()));
   ASSERT_GE(lines.size(), 4u);
   const std::string report = "failed to fopen():/tmp/execGetLines";
@@ -638,18 +652,17 @@ TEST_F(Execution, OneLinesFailures) {
   EXPECT_STREQ(line, "a");
   EXPECT_EQ(execGetLine("/no/such/command 2>/dev/null", line), 127);
 
-  const int status = inChild([&] {
+  expectInChild([&] {
     leaveDescriptors(1);
     strcpy(line, "old");
-    return execGetLine("echo a", line) == -1 && std::string(line) == "old" ? 0 : 1;
+    EXPECT_EQ(execGetLine("echo a", line), -1);
+    EXPECT_STREQ(line, "old");
   });
-  EXPECT_EQ(exitCode(status), 0);
-
-  const int ignored = inChild([&] {
+  expectInChild([&] {
     signal(SIGCHLD, SIG_IGN);
-    return execGetLine("echo a", line) == 255 && std::string(line) == "a" ? 0 : 1;
+    EXPECT_EQ(execGetLine("echo a", line), 255);
+    EXPECT_STREQ(line, "a");
   });
-  EXPECT_EQ(exitCode(ignored), 0);
   EXPECT_EQ(logged(), Lines{});
 }
 

@@ -95,17 +95,16 @@ TEST_F(Paths, ALogLineWithoutMemoryIsLostAndNothingThrown) {
 }
 
 TEST_F(Paths, CanonicalFormsOfRelativePathsStartFromTheWorkingDirectory) {
-  const int status = inChild([&] {
-    if (chdir("/tmp") != 0) return 1;
-    if (getCanonicalPath("x/y") != "/tmp/x/y") return 2;
-    if (getCanonicalPath("../x") != "/x") return 3;
-    if (getCanonicalPath("") != "/tmp") return 4;
-    if (getCanonicalPath("../../x") != "x") return 5;
+  expectInChild([&] {
+    ASSERT_EQ(chdir("/tmp"), 0);
+    EXPECT_EQ(getCanonicalPath("x/y"), "/tmp/x/y");
+    EXPECT_EQ(getCanonicalPath("../x"), "/x");
+    EXPECT_EQ(getCanonicalPath(""), "/tmp");
+    EXPECT_EQ(getCanonicalPath("../../x"), "x");
     // A link counts as any name.
-    if (symlink("/etc", scratch.file("link").c_str()) != 0) return 6;
-    return getCanonicalPath(scratch.file("link/../file")) == scratch.file("file") ? 0 : 7;
+    ASSERT_EQ(symlink("/etc", scratch.file("link").c_str()), 0);
+    EXPECT_EQ(getCanonicalPath(scratch.file("link/../file")), scratch.file("file"));
   });
-  EXPECT_EQ(exitCode(status), 0);
 }
 
 TEST_F(Paths, Parent) {
@@ -155,28 +154,22 @@ TEST_F(Paths, OneTrailingSlashIsErased) {
 }
 
 TEST_F(Paths, WorkingDirectory) {
-  const int status = inChild([&] {
-    if (chdir(scratch.path().c_str()) != 0 || getCwd() != scratch.path()) return 1;
+  expectInChild([&] {
+    ASSERT_EQ(chdir(scratch.path().c_str()), 0);
+    EXPECT_EQ(getCwd(), scratch.path());
     // A directory that is gone has no name.
-    const std::string gone = scratch.file("gone");
-    if (mkdir(gone.c_str(), 0700) != 0 || chdir(gone.c_str()) != 0) return 2;
-    if (rmdir(gone.c_str()) != 0) return 3;
-    return getCwd() == "." ? 0 : 4;
+    const char* const gone = "gone";
+    ASSERT_TRUE(mkdir(gone, 0700) == 0 && chdir(gone) == 0 && rmdir("../gone") == 0);
+    EXPECT_EQ(getCwd(), ".");
   });
-  EXPECT_EQ(exitCode(status), 0);
   EXPECT_EQ(logged(), Lines{});
 }
 
 TEST_F(Paths, AWorkingDirectoryTooDeepIsADot) {
-  const int status = inChild([&] {
-    if (chdir(scratch.path().c_str()) != 0) return 1;
-    const std::string name(250, 'd');
-    for (int depth = 0; depth < 17; ++depth) {
-      if (mkdir(name.c_str(), 0700) != 0 || chdir(name.c_str()) != 0) return 2;
-    }
-    return getCwd() == "." ? 0 : 3;
+  expectInChild([&] {
+    enterDeepDirectory(scratch.path(), 4200);
+    EXPECT_EQ(getCwd(), ".");
   });
-  EXPECT_EQ(exitCode(status), 0);
 }
 
 TEST_F(Paths, LastComponent) {
@@ -305,22 +298,22 @@ TEST_F(Paths, Access) {
   for (const mode_t mode : {0, 1, 2, 3, 4, 5, 6, 7}) {
     writeFile(scratch.file(std::to_string(mode)), "", mode * 0111);
   }
-  const int status = inChild([&] {
+  expectInChild([&] {
     dropPrivileges();
     for (int mode = 0; mode < 8; ++mode) {
       const std::string path = scratch.file(std::to_string(mode));
       const bool reads = (mode & 4) != 0;
       const bool readsAndExecutes = (mode & 5) == 5;
-      if (isReadable(path) != reads || isReadable(path.c_str()) != reads) return 1;
-      if (isExecutable(path) != readsAndExecutes) return 2;
-      if (isExecutable(path.c_str()) != readsAndExecutes) return 3;
+      SCOPED_TRACE(mode);
+      EXPECT_EQ(isReadable(path), reads);
+      EXPECT_EQ(isReadable(path.c_str()), reads);
+      EXPECT_EQ(isExecutable(path), readsAndExecutes);
+      EXPECT_EQ(isExecutable(path.c_str()), readsAndExecutes);
       for (int asked = 0; asked < 8; ++asked) {
-        if (isAccessible(path.c_str(), asked) != ((mode & asked) == asked)) return 4;
+        EXPECT_EQ(isAccessible(path.c_str(), asked), (mode & asked) == asked) << asked;
       }
     }
-    return 0;
   });
-  EXPECT_EQ(exitCode(status), 0);
   EXPECT_FALSE(isReadable(scratch.file("missing")));
   EXPECT_FALSE(isAccessible(scratch.file("missing").c_str(), 0));
   EXPECT_FALSE(isReadable(""));
@@ -331,11 +324,11 @@ TEST_F(Paths, AccessIsCheckedForTheRealUser) {
   if (geteuid() != 0) GTEST_SKIP() << "only root can have another effective user";
   chmod(scratch.path().c_str(), 0755);
   writeFile(scratch.file("roots"), "", 0400);
-  const int status = inChild([&] {
-    if (setresuid(65534, 0, 0) != 0) return 1;
-    return isReadable(scratch.file("roots")) || isAdmin() ? 2 : 0;
+  expectInChild([&] {
+    ASSERT_EQ(setresuid(65534, 0, 0), 0);
+    EXPECT_FALSE(isReadable(scratch.file("roots")));
+    EXPECT_FALSE(isAdmin());
   });
-  EXPECT_EQ(exitCode(status), 0);
 }
 
 TEST_F(Paths, AccessToNull) {
@@ -393,13 +386,15 @@ TEST_F(Paths, Names) {
 
 TEST_F(Paths, Administrators) {
   EXPECT_EQ(isAdmin(), getuid() == 0);
-  EXPECT_EQ(exitCode(inChild([] {
-              dropPrivileges();
-              return isAdmin() ? 1 : 0;
-            })),
-            0);
+  expectInChild([] {
+    dropPrivileges();
+    EXPECT_FALSE(isAdmin());
+  });
   // Root in a namespace of its own, whoever runs this.
-  EXPECT_EQ(exitCode(inChild([] { return enterPrivateNamespace() && isAdmin() ? 0 : 1; })), 0);
+  expectInChild([] {
+    ASSERT_TRUE(enterPrivateNamespace());
+    EXPECT_TRUE(isAdmin());
+  });
 }
 
 }  // namespace

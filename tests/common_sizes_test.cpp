@@ -127,11 +127,10 @@ TEST_F(Sizes, TotalOfDirectoriesThatCannotBeOpenedOrSearched) {
   chmod((dir + "/closed").c_str(), 0111);
   chmod((dir + "/listed").c_str(), 0444);
   chmod(scratch.path().c_str(), 0777);
-  const int status = inChild([&] {
+  expectInChild([&] {
     dropPrivileges();
-    return getTotalFileSize({dir}, 1) == 3 ? 0 : 1;
+    EXPECT_EQ(getTotalFileSize({dir}, 1), 3);
   });
-  EXPECT_EQ(exitCode(status), 0);
   // What is listed but cannot be examined is reported, file or directory; what cannot be listed is
   // empty.
   Lines lines = logged();
@@ -147,21 +146,19 @@ TEST_F(Sizes, TotalOfADeepTreeTakesFewDescriptors) {
   while (path.size() < 3800) path += "/" + std::string(200, 'd');
   ASSERT_EQ(makeDir(path, 1), 0);
   writeFile(path + "/file", "12345");
-  const int status = inChild([&] {
+  expectInChild([&] {
     leaveDescriptors(1);
-    return getTotalFileSize({dir}, 1) == 5 ? 0 : 1;
+    EXPECT_EQ(getTotalFileSize({dir}, 1), 5);
   });
-  EXPECT_EQ(exitCode(status), 0);
 }
 
 TEST_F(Sizes, TotalPassesOverNamesThatAreTooLongToBeExamined) {
-  const int status = inChild([&] {
+  expectInChild([&] {
     enterDeepDirectory(dir, 4000);
     writeFile(std::string(94, 'l'), "22");
     writeFile(std::string(95, 't'), "1");
-    return getTotalFileSize({dir}, 1) == 2 ? 0 : 1;
+    EXPECT_EQ(getTotalFileSize({dir}, 1), 2);
   });
-  EXPECT_EQ(exitCode(status), 0);
   const Lines lines = logged();
   ASSERT_EQ(lines.size(), 1u);
   EXPECT_EQ(lines[0].rfind("get file size error(" + dir + "/d", 0), 0u);
@@ -347,18 +344,19 @@ TEST_F(Sizes, DirectoryFileSizeOfWhatExistsFails) {
 
 TEST_F(Sizes, DirectoryFileSizeGoesOnForWhatDoesNotExist) {
   const std::string patterns = "urgent.*.tar *.txt express.*.tar 2>/dev/null";
-  const int status = inChild([&] {
+  expectInChild([&] {
     // Nothing there for the patterns.
-    if (chdir(dir.c_str()) != 0) return 1;
+    ASSERT_EQ(chdir(dir.c_str()), 0);
     int size = 99;
-    if (getDirFileSize("/nonexistent/", size, 1) != 0 || size != 0) return 2;
-    if (getDirFileSize("/nonexistent/", size, 0) != 0) return 3;
-    if (getDirFileSize(std::string(5000, 'x'), size, -1) != 0) return 4;
+    EXPECT_EQ(getDirFileSize("/nonexistent/", size, 1), 0);
+    EXPECT_EQ(size, 0);
+    EXPECT_EQ(getDirFileSize("/nonexistent/", size, 0), 0);
+    EXPECT_EQ(getDirFileSize(std::string(5000, 'x'), size, -1), 0);
     // What the patterns find exists.
     writeFile("found.txt", "12345");
-    return getDirFileSize("/nonexistent/", size, 1) == -1 && size == 0 ? 0 : 5;
+    EXPECT_EQ(getDirFileSize("/nonexistent/", size, 1), -1);
+    EXPECT_EQ(size, 0);
   });
-  EXPECT_EQ(exitCode(status), 0);
   EXPECT_EQ(newlyLogged("MXL90004L:com"),
             (Lines{"MXL90004L:com=ls -1 /nonexistent/" + patterns,
                    "MXL90004L:com=ls -1 /nonexistent/ 2>/dev/null",
@@ -395,14 +393,14 @@ TEST_F(Sizes, FreeSizeIsWhatDfPrints) {
 }
 
 TEST_F(Sizes, FreeSizeOfARealFileSystem) {
-  const int status = inChild([&] {
-    if (!enterPrivateNamespace() || !mountEmpty("/mnt", 0, "size=1234k")) return 100;
+  expectInChild([] {
+    ASSERT_TRUE(enterPrivateNamespace() && mountEmpty("/mnt", 0, "size=1234k"));
     struct statfs mounted = {};
-    if (statfs("/mnt", &mounted) != 0) return 101;
+    ASSERT_EQ(statfs("/mnt", &mounted), 0);
     const long long free = static_cast<long long>(mounted.f_bavail) * mounted.f_bsize / 1024;
-    return getFreeSize("/mnt") == free && free > 1000 ? 0 : 1;
+    EXPECT_EQ(getFreeSize("/mnt"), free);
+    EXPECT_GT(free, 1000);
   });
-  EXPECT_EQ(exitCode(status), 0);
 }
 
 TEST_F(Sizes, FreeSizeReadsTheNumberAfterTheFirstBlank) {
@@ -419,12 +417,10 @@ TEST_F(Sizes, FreeSizeReadsTheNumberAfterTheFirstBlank) {
 
 TEST_F(Sizes, FreeSizeCommandIsTheFixedOne) {
   // A shell that notes what it is asked to run stands in for the system's.
-  const int status = inChild([&] {
-    if (!enterPrivateNamespace() || !noteShellCommands(scratch.file("command"))) return 100;
+  expectInChild([&] {
+    ASSERT_TRUE(enterPrivateNamespace() && noteShellCommands(scratch.file("command")));
     getFreeSize("/a dir");
-    return 0;
   });
-  ASSERT_EQ(exitCode(status), 0);
   EXPECT_EQ(readFile(scratch.file("command")),
             "df -kP /a dir | perl -ne '@e=split; printf(\"%s %s\n\", $e[0], $e[3]);' 2>/dev/null");
 }
@@ -438,11 +434,10 @@ TEST_F(Sizes, FreeSizeFailures) {
   EXPECT_EQ(getFreeSize("/"), 7);
   install("perl", "cat >/dev/null");
   EXPECT_EQ(getFreeSize("/"), -1);
-  const int status = inChild([] {
+  expectInChild([] {
     leaveDescriptors(1);
-    return getFreeSize("/") == -1 ? 0 : 1;
+    EXPECT_EQ(getFreeSize("/"), -1);
   });
-  EXPECT_EQ(exitCode(status), 0);
   EXPECT_EQ(logged(), Lines{});
 }
 

@@ -256,12 +256,12 @@ TEST_F(FileList, WhatIsNoDirectoryLeavesTheListAlone) {
 TEST_F(FileList, WhatCannotBeOpenedGivesAnEmptyList) {
   chmod(scratch.path().c_str(), 0755);
   chmod(dir.c_str(), 0311);
-  const int status = inChild([&] {
+  expectInChild([&] {
     dropPrivileges();
     std::list<std::string> out = {"old"};
-    return getFileList(out, dir.c_str(), 0, 1, 0) == -1 && out.empty() ? 0 : 1;
+    EXPECT_EQ(getFileList(out, dir.c_str(), 0, 1, 0), -1);
+    EXPECT_TRUE(out.empty());
   });
-  EXPECT_EQ(exitCode(status), 0);
   // A socket counts as a directory, and nothing is left of "/" without its slash.
   std::list<std::string> out = {"old"};
   EXPECT_EQ(getFileList(out, (dir + "/socket").c_str(), 0, 1, 0), -1);
@@ -281,13 +281,12 @@ TEST_F(FileList, NamesOf4096BytesAreNoDirectories) {
 TEST_F(FileList, WithoutTheRightToSearchNothingIsKnownToBeADirectory) {
   chmod(scratch.path().c_str(), 0755);
   chmod(dir.c_str(), 0444);
-  const int status = inChild([&] {
+  expectInChild([&] {
     dropPrivileges();
     std::list<std::string> out;
-    if (getFileList(out, dir.c_str(), 0, 0, 0) != 9) return 1;
-    return getFileList(out, dir.c_str(), 0, 1, 1) == 0 ? 0 : 2;
+    EXPECT_EQ(getFileList(out, dir.c_str(), 0, 0, 0), 9);
+    EXPECT_EQ(getFileList(out, dir.c_str(), 0, 1, 1), 0);
   });
-  EXPECT_EQ(exitCode(status), 0);
 }
 
 TEST_F(FileList, WhatCannotBeExaminedIsNoDirectory) {
@@ -307,16 +306,17 @@ TEST_F(FileList, WhatCannotBeExaminedIsNoDirectory) {
 
 TEST_F(FileList, NamesTooLongToBeExaminedAreNoDirectories) {
   // The directory's own name is still short enough, its entries' names are not.
-  const int status = inChild([&] {
+  expectInChild([&] {
     const std::string path = enterDeepDirectory(dir, 4000);
     const std::string longest(94, 'l');
     const std::string tooLong(95, 't');
-    if (mkdir(longest.c_str(), 0700) != 0 || mkdir(tooLong.c_str(), 0700) != 0) return 1;
+    ASSERT_TRUE(mkdir(longest.c_str(), 0700) == 0 && mkdir(tooLong.c_str(), 0700) == 0);
     std::list<std::string> out;
-    if (getFileList(out, path.c_str(), 0, 0, 1) != 1 || out.front() != longest) return 2;
-    return getFileList(out, path.c_str(), 0, 0, 0) == 1 && out.front() == tooLong ? 0 : 3;
+    EXPECT_EQ(getFileList(out, path.c_str(), 0, 0, 1), 1);
+    EXPECT_EQ(out, std::list<std::string>{longest});
+    EXPECT_EQ(getFileList(out, path.c_str(), 0, 0, 0), 1);
+    EXPECT_EQ(out, std::list<std::string>{tooLong});
   });
-  EXPECT_EQ(exitCode(status), 0);
 }
 
 TEST_F(FileList, ADirectoryFromItsOwnList) {

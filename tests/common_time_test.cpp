@@ -164,27 +164,26 @@ TEST_F(Times, ElapsedTime) {
 TEST_F(Times, WaitsForALine) {
   // The second line is what is left, and a long line takes several calls.
   writeFile(scratch.file("input"), "first\nsecond\n" + std::string(1500, 'x') + "\nlast\n");
-  const int status = inChild([&] {
-    if (freopen(scratch.file("input").c_str(), "r", stdin) == nullptr) return 1;
-    if (getch() != 0 || ftell(stdin) != 6) return 2;
-    if (getch() != 0 || ftell(stdin) != 13) return 3;
-    if (getch() != 0 || ftell(stdin) != 13 + 1023) return 4;
-    if (getch() != 0 || ftell(stdin) != 13 + 1501) return 5;
-    if (getch() != 0 || getch() != 0 || !feof(stdin)) return 6;
-    return 0;
+  expectInChild([&] {
+    ASSERT_NE(freopen(scratch.file("input").c_str(), "r", stdin), nullptr);
+    for (const long position : {6, 13, 13 + 1023, 13 + 1501}) {
+      EXPECT_EQ(getch(), 0);
+      EXPECT_EQ(ftell(stdin), position);
+    }
+    EXPECT_EQ(getch(), 0);
+    EXPECT_EQ(getch(), 0);
+    EXPECT_TRUE(feof(stdin));
   });
-  EXPECT_EQ(exitCode(status), 0);
 }
 
 TEST_F(Times, WaitsUntilTheLineIsThere) {
   int ends[2];
   ASSERT_EQ(pipe(ends), 0);
-  const pid_t child = startChild([&] {
+  const pid_t child = startExpecting([&] {
     close(ends[1]);
-    if (dup2(ends[0], STDIN_FILENO) == -1) return 1;
+    ASSERT_NE(dup2(ends[0], STDIN_FILENO), -1);
     gLog.ilog("started");
     getch();
-    return 7;
   });
   close(ends[0]);
   EXPECT_TRUE(eventually([&] { return !logged().empty(); }));
@@ -192,7 +191,7 @@ TEST_F(Times, WaitsUntilTheLineIsThere) {
   ASSERT_EQ(write(ends[1], "x", 1), 1);
   EXPECT_EQ(waitpid(child, nullptr, WNOHANG), 0);
   ASSERT_EQ(write(ends[1], "\n", 1), 1);
-  EXPECT_EQ(exitCode(waitFor(child)), 7);
+  EXPECT_EQ(exitCode(waitFor(child)), 0);
   close(ends[1]);
 }
 
@@ -227,23 +226,21 @@ struct LateAsker {
 } lateAsker;
 
 TEST_F(Times, TheProcessCountsUntilItEnds) {
-  EXPECT_EQ(exitCode(inChild([] {
-              for (int i = 0; i < 1000; ++i) atOnce("key " + std::to_string(i), nullptr, 0);
-              if (atOnce("late", nullptr, 0) != 1) return 2;
-              lateAsker.asks = true;
-              exit(3);
-            })),
-            0);
+  expectInChild([] {
+    for (int i = 0; i < 1000; ++i) atOnce("key " + std::to_string(i), nullptr, 0);
+    ASSERT_EQ(atOnce("late", nullptr, 0), 1);
+    lateAsker.asks = true;
+    exit(3);
+  });
 }
 
 TEST_F(Times, TheProcessCountsWhereTheCallerDoesNot) {
-  EXPECT_EQ(exitCode(inChild([] {
-              if (atOnce("k", nullptr, 0) != 1 || atOnce("k", nullptr, 0) != 0) return 1;
-              if (atOnce("k", nullptr, 0) != 0 || atOnce("other", nullptr, 0) != 1) return 2;
-              std::map<std::string, int> counts;
-              return atOnce("k", &counts, 0) == 1 ? 0 : 3;
-            })),
-            0);
+  expectInChild([] {
+    for (const int expected : {1, 0, 0}) EXPECT_EQ(atOnce("k", nullptr, 0), expected);
+    EXPECT_EQ(atOnce("other", nullptr, 0), 1);
+    std::map<std::string, int> counts;
+    EXPECT_EQ(atOnce("k", &counts, 0), 1);
+  });
 }
 
 }  // namespace
