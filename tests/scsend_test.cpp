@@ -58,8 +58,8 @@ class Command : public testing::Test {
   void run() {
     const std::string command = readFile(MOXEL_BUILD_DIR "/scsend");
     const std::string library = readFile(agent);
-    const int code = exitCode(inChild([&] {
-      if (!enterPrivateNamespace() || !mountEmpty("/opt") || !mountEmpty("/var/log")) return 100;
+    expectInChild([&] {
+      ASSERT_TRUE(enterPrivateNamespace() && mountEmpty("/opt") && mountEmpty("/var/log"));
       for (const auto& path : {kCommand, kAgent})
         fs::create_directories(fs::path(path).parent_path());
       writeFile(kCommand, command, 0755);
@@ -68,11 +68,11 @@ class Command : public testing::Test {
       if (hasLogDirectory) fs::create_directories(fs::path(kLog).parent_path());
 
       // What the command's children leave behind becomes a child here.
-      if (prctl(PR_SET_CHILD_SUBREAPER, 1) != 0) return 102;
+      ASSERT_EQ(prctl(PR_SET_CHILD_SUBREAPER, 1), 0);
       const pid_t pid = startChild([&] { return execute(); });
       writeFile(scratch.file("status"), std::to_string(waitFor(pid)));
       if (mayLeaveOrphan) waitpid(-1, nullptr, 0);
-      if (hasChildren()) return 103;
+      ASSERT_FALSE(hasChildren());
       writeFile(scratch.file("pid"), std::to_string(pid));
       writeFile(scratch.file("log"), readFile(kLog));
       struct stat logStatus = {};
@@ -85,9 +85,8 @@ class Command : public testing::Test {
         }
       }
       writeFile(scratch.file("files"), files);
-      return 0;
-    }));
-    ASSERT_EQ(code, 0);
+    });
+    if (HasFatalFailure()) return;
     const int waitStatus = std::stoi(readFile(scratch.file("status")));
     status = exitCode(waitStatus);
     signal = WIFSIGNALED(waitStatus) ? WTERMSIG(waitStatus) : 0;

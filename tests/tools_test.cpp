@@ -350,7 +350,7 @@ TEST_F(Loglock, TellsThatNobodyHoldsIt) {
   EXPECT_EQ(lastLine(), wrong);
 
   // Set so by a process that is gone.
-  const pid_t gone = startChild([&] { return semctl(set(), 0, SETVAL, 0) == 0 ? 0 : 1; });
+  const pid_t gone = startExpecting([&] { EXPECT_EQ(semctl(set(), 0, SETVAL, 0), 0); });
   EXPECT_EQ(exitCode(waitFor(gone)), 0);
   EXPECT_EQ(run("loglock", {}), 1);
   EXPECT_EQ(lastLine(), wrong);
