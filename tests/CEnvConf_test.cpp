@@ -26,9 +26,9 @@ namespace {
 
 namespace fs = std::filesystem;
 
-class Configuration : public LogTest {
+class CEnvConfSettings : public LogTest {
  protected:
-  Configuration()
+  CEnvConfSettings()
       : file(scratch.file("moxel.conf")), m_conf("MOXEL_CONF", file), m_language("LC_ALL", "C") {
     gMsg.init(nullptr, "");
   }
@@ -89,11 +89,11 @@ const char* const kDirectories[] = {"SaveArea", "SaveCore"};
 
 // ---- The table ---------------------------------------------------------------------------------
 
-TEST_F(Configuration, HasAVirtualDestructor) {
+TEST_F(CEnvConfSettings, HasAVirtualDestructor) {
   EXPECT_TRUE((std::has_virtual_destructor_v<CEnvConf>));
 }
 
-TEST_F(Configuration, AnEmptyTableAnswersEmpty) {
+TEST_F(CEnvConfSettings, AnEmptyTableAnswersEmpty) {
   int number = 7;
   bool truth = true;
   EXPECT_EQ(value("SysLogFacility"), "");
@@ -108,7 +108,7 @@ TEST_F(Configuration, AnEmptyTableAnswersEmpty) {
   EXPECT_EQ(logged(), Lines{});
 }
 
-TEST_F(Configuration, ValuesAreStringsNumbersAndTruths) {
+TEST_F(CEnvConfSettings, ValuesAreStringsNumbersAndTruths) {
   ASSERT_TRUE(
       load("MailTimeout=30s\nSWRetryCount=-4\nSWRetryTime=none\nPCWaitLimit=99999999999\n"
            "FORMAT_VER=-99999999999\nAutoCleaning=ON\nRCCollect=no\nSaveLocalHost=true\n"
@@ -143,7 +143,7 @@ TEST_F(Configuration, ValuesAreStringsNumbersAndTruths) {
 
 // ---- Reading -----------------------------------------------------------------------------------
 
-TEST_F(Configuration, EveryKeywordIsKnown) {
+TEST_F(CEnvConfSettings, EveryKeywordIsKnown) {
   std::string content;
   for (const char* keyword : kSizes) content += std::string(keyword) + "=1\n";
   for (const char* keyword : kBooleans) content += std::string(keyword) + "=yes\n";
@@ -161,7 +161,7 @@ TEST_F(Configuration, EveryKeywordIsKnown) {
   EXPECT_EQ(value("RCWaitLimit"), "3");
 }
 
-TEST_F(Configuration, CommentsAndBlanksAround) {
+TEST_F(CEnvConfSettings, CommentsAndBlanksAround) {
   ASSERT_TRUE(
       load("# a comment = with a sign\n\n \t \n  FORMAT_VER=2.0 # remark\r\n"
            "SaveArea=/data/sa#remark\nMailTimeout= 3 0 \t#\nSWRetryTime=\n"));
@@ -171,7 +171,7 @@ TEST_F(Configuration, CommentsAndBlanksAround) {
   EXPECT_EQ(value("SWRetryTime"), "");
 }
 
-TEST_F(Configuration, ValuesMayHoldAnything) {
+TEST_F(CEnvConfSettings, ValuesMayHoldAnything) {
   ASSERT_TRUE(
       load("FORMAT_VER=a=b==c\nMailTimeout=\"quoted\" 'text'\nSWRetryTime=100%s%n%d\n"
            "SWRetryCount=\xa4\xa2\n"));
@@ -181,24 +181,24 @@ TEST_F(Configuration, ValuesMayHoldAnything) {
   EXPECT_EQ(value("SWRetryCount"), "\xa4\xa2");
 }
 
-TEST_F(Configuration, ALaterLineReplacesAnEarlierOne) {
+TEST_F(CEnvConfSettings, ALaterLineReplacesAnEarlierOne) {
   EXPECT_TRUE(load("FORMAT_VER=1\nFORMAT_VER=2\nFORMAT_VER=\n"));
   EXPECT_EQ(value("FORMAT_VER"), "");
 }
 
-TEST_F(Configuration, TheLastLineNeedsNoEnd) {
+TEST_F(CEnvConfSettings, TheLastLineNeedsNoEnd) {
   EXPECT_TRUE(load("FORMAT_VER=1"));
   EXPECT_EQ(value("FORMAT_VER"), "1");
 }
 
-TEST_F(Configuration, LinesWithoutAKeyword) {
+TEST_F(CEnvConfSettings, LinesWithoutAKeyword) {
   expectError("keyword\n", 1, "keyword not exist.");
   expectError("=value\n", 1, "keyword not exist.");
   expectError("  = value\n", 1, "keyword not exist.");
   expectError("FORMAT_VER # = 1\n", 1, "keyword not exist.");
 }
 
-TEST_F(Configuration, UnknownKeywords) {
+TEST_F(CEnvConfSettings, UnknownKeywords) {
   expectError("Unknown=1\n", 1, "keyword error.");
   expectError("formaT_VER=1\n", 1, "keyword error.");
   expectError("BIGLIMIT=1\n", 1, "keyword error.");
@@ -206,7 +206,7 @@ TEST_F(Configuration, UnknownKeywords) {
   expectError("FORMAT_VER = 1\n", 1, "keyword error.");
 }
 
-TEST_F(Configuration, ALineIsCheckedAlone) {
+TEST_F(CEnvConfSettings, ALineIsCheckedAlone) {
   struct {
     std::string line;
     const char* error;
@@ -240,7 +240,7 @@ TEST_F(Configuration, ALineIsCheckedAlone) {
   EXPECT_EQ(logged(), Lines{}) << "a check logs nothing";
 }
 
-TEST_F(Configuration, KeywordsAndValuesHave256BytesAtMost) {
+TEST_F(CEnvConfSettings, KeywordsAndValuesHave256BytesAtMost) {
   const std::string longest(256, 'x');
   EXPECT_EQ(read("FORMAT_VER", longest), longest);
   expectError("FORMAT_VER=" + longest + "y\n", 1, "keyword or value longer than 256 bytes.");
@@ -252,11 +252,11 @@ TEST_F(Configuration, KeywordsAndValuesHave256BytesAtMost) {
   EXPECT_EQ(read("FORMAT_VER", "1#" + longest + longest), "1") << "a comment does not count";
 }
 
-TEST_F(Configuration, EveryLineIsCounted) {
+TEST_F(CEnvConfSettings, EveryLineIsCounted) {
   expectError("# comment\n\nFORMAT_VER=1\n \nwrong\nUnknown=1\n", 5, "keyword not exist.");
 }
 
-TEST_F(Configuration, LongLinesAreReadInPiecesOf8192Characters) {
+TEST_F(CEnvConfSettings, LongLinesAreReadInPiecesOf8192Characters) {
   // A comment of 8192 characters and its line feed are two reads.
   expectError("#" + std::string(8191, 'x') + "\nwrong\n", 3, "keyword not exist.");
   expectError("#" + std::string(8190, 'x') + "\nwrong\n", 2, "keyword not exist.");
@@ -266,7 +266,7 @@ TEST_F(Configuration, LongLinesAreReadInPiecesOf8192Characters) {
   EXPECT_EQ(value("FORMAT_VER"), "piece");
 }
 
-TEST_F(Configuration, AnErrorKeepsWhatStoodBeforeIt) {
+TEST_F(CEnvConfSettings, AnErrorKeepsWhatStoodBeforeIt) {
   expectError("FORMAT_VER=1\nMaxSendTotal=20mb\nwrong\nMailTimeout=3\n", 3, "keyword not exist.");
   EXPECT_EQ(value("FORMAT_VER"), "1");
   EXPECT_EQ(value("MailTimeout"), "");
@@ -275,7 +275,7 @@ TEST_F(Configuration, AnErrorKeepsWhatStoodBeforeIt) {
   EXPECT_EQ(value("SaveCore"), "");
 }
 
-TEST_F(Configuration, AFileThatCannotBeOpened) {
+TEST_F(CEnvConfSettings, AFileThatCannotBeOpened) {
   ASSERT_TRUE(load("FORMAT_VER=1\n"));
   unlink(file.c_str());
   newlyLogged();
@@ -285,14 +285,14 @@ TEST_F(Configuration, AFileThatCannotBeOpened) {
   EXPECT_EQ(value("FORMAT_VER"), "1") << "the table is untouched";
 }
 
-TEST_F(Configuration, ReadingLeavesNoDescriptor) {
+TEST_F(CEnvConfSettings, ReadingLeavesNoDescriptor) {
   const auto before = openDescriptors();
   load("FORMAT_VER=1\n");
   load("wrong\n");
   EXPECT_EQ(openDescriptors(), before);
 }
 
-TEST_F(Configuration, TheDefaultFileIsReadWhereTheVariableIsEmpty) {
+TEST_F(CEnvConfSettings, TheDefaultFileIsReadWhereTheVariableIsEmpty) {
   expectInChild([&] {
     ASSERT_TRUE(enterPrivateNamespace() && mountEmpty("/opt"));
     fs::create_directories("/opt/kardo/moxel/etc");
@@ -309,7 +309,7 @@ TEST_F(Configuration, TheDefaultFileIsReadWhereTheVariableIsEmpty) {
   });
 }
 
-TEST_F(Configuration, ReadingAgainReadsOverTheTable) {
+TEST_F(CEnvConfSettings, ReadingAgainReadsOverTheTable) {
   const std::string host = getHostname();
   ASSERT_TRUE(load("FORMAT_VER=1\nMailTimeout=3\nSaveArea=/a/$HOSTNAME$/$HOSTNAME$\n"));
   EXPECT_EQ(value("SaveArea"), "/a/" + host + "/$HOSTNAME$");
@@ -319,12 +319,12 @@ TEST_F(Configuration, ReadingAgainReadsOverTheTable) {
   EXPECT_EQ(value("SaveArea"), "/a/" + host + "/" + host) << "rewritten once more";
 }
 
-TEST_F(Configuration, WithoutMessagesOnlyTheIdsAreShown) {
+TEST_F(CEnvConfSettings, WithoutMessagesOnlyTheIdsAreShown) {
   unlink(file.c_str());
   const int status = inChild([&] {
     // As in a tool that has not initialised its messages.
     setenv("MOXEL_TEST_OUTPUT", scratch.file("output").c_str(), 1);
-    execl("/proc/self/exe", "moxel_test", "--gtest_filter=ConfigurationAlone.IsRead",
+    execl("/proc/self/exe", "moxel_test", "--gtest_filter=CEnvConfAlone.IsRead",
           static_cast<char*>(nullptr));
     return 1;
   });
@@ -333,7 +333,7 @@ TEST_F(Configuration, WithoutMessagesOnlyTheIdsAreShown) {
 }
 
 // Runs in a process of its own, for the test above.
-TEST(ConfigurationAlone, IsRead) {
+TEST(CEnvConfAlone, IsRead) {
   const char* output = getenv("MOXEL_TEST_OUTPUT");
   if (output == nullptr) GTEST_SKIP() << "part of another test";
   testing::internal::CaptureStdout();
@@ -342,7 +342,7 @@ TEST(ConfigurationAlone, IsRead) {
   writeFile(output, testing::internal::GetCapturedStdout());
 }
 
-TEST_F(Configuration, PercentSignsInPathsAreCharacters) {
+TEST_F(CEnvConfSettings, PercentSignsInPathsAreCharacters) {
   file = scratch.file("100%s%n%d.conf");
   setenv("MOXEL_CONF", file.c_str(), 1);
   EXPECT_FALSE(load());
@@ -351,7 +351,7 @@ TEST_F(Configuration, PercentSignsInPathsAreCharacters) {
   expectError("wrong\n", 1, "keyword not exist.");
 }
 
-TEST_F(Configuration, NullArguments) {
+TEST_F(CEnvConfSettings, NullArguments) {
   char out[4097] = "before";
   EXPECT_EQ(conf.convValueInt(nullptr), 0);
   conf.setSaveArea(out, nullptr);
@@ -410,7 +410,7 @@ const SizeRow kSizeRows[] = {
     {"10\xa4\xa2", nullptr},
 };
 
-TEST_F(Configuration, SizesAreConvertedInPlace) {
+TEST_F(CEnvConfSettings, SizesAreConvertedInPlace) {
   for (const SizeRow& row : kSizeRows) {
     char buffer[64];
     memset(buffer, 'x', sizeof buffer);
@@ -422,7 +422,7 @@ TEST_F(Configuration, SizesAreConvertedInPlace) {
   }
 }
 
-TEST_F(Configuration, ASizeNeedsTwelveBytes) {
+TEST_F(CEnvConfSettings, ASizeNeedsTwelveBytes) {
   for (const char* text : {"2mb", "", "99999999999", "9mb", "2097152mb"}) {
     char buffer[24];
     memset(buffer, 'x', sizeof buffer);
@@ -432,20 +432,20 @@ TEST_F(Configuration, ASizeNeedsTwelveBytes) {
   }
 }
 
-TEST_F(Configuration, ARejectedSizeIsLowered) {
+TEST_F(CEnvConfSettings, ARejectedSizeIsLowered) {
   char buffer[16] = "10GB";
   EXPECT_EQ(conf.convValueInt(buffer), 0);
   EXPECT_STREQ(buffer, "10gb");
 }
 
-TEST_F(Configuration, SizesAreTraced) {
+TEST_F(CEnvConfSettings, SizesAreTraced) {
   traceOn();
   char buffer[16] = "2MB";
   conf.convValueInt(buffer);
   EXPECT_EQ(logged(), Lines{"convValueInt = 2mb"});
 }
 
-TEST_F(Configuration, TwoHundredFiftySixDigitsAreAllDigits) {
+TEST_F(CEnvConfSettings, TwoHundredFiftySixDigitsAreAllDigits) {
   const std::string zeros(255, '0');
   for (const auto& [text, result] : {std::pair<std::string, std::string>{zeros + "7", "7"},
                                      {zeros + "7mb", "7"},
@@ -459,7 +459,7 @@ TEST_F(Configuration, TwoHundredFiftySixDigitsAreAllDigits) {
   }
 }
 
-TEST_F(Configuration, SizesInTheFile) {
+TEST_F(CEnvConfSettings, SizesInTheFile) {
   for (const char* keyword : kSizes) {
     EXPECT_EQ(read(keyword, "2MB"), "2048");
     EXPECT_EQ(read(keyword, "007kb"), "007");
@@ -470,7 +470,7 @@ TEST_F(Configuration, SizesInTheFile) {
   }
 }
 
-TEST_F(Configuration, TransmissionIsLimited) {
+TEST_F(CEnvConfSettings, TransmissionIsLimited) {
   EXPECT_EQ(read("MaxSendTotal", "10240"), "10240");
   EXPECT_EQ(read("MaxSendTotal", "10mb"), "10240");
   EXPECT_EQ(read("MaxSendTotal", "10241"), "10240");
@@ -482,7 +482,7 @@ TEST_F(Configuration, TransmissionIsLimited) {
   EXPECT_EQ(read("BigLimit", "20mb"), "20480") << "the others are not";
 }
 
-TEST_F(Configuration, BooleansInTheFile) {
+TEST_F(CEnvConfSettings, BooleansInTheFile) {
   for (const char* keyword : kBooleans) {
     for (const char* word : {"yes", "no", "on", "off", "true", "false"}) {
       EXPECT_EQ(read(keyword, word), word);
@@ -495,7 +495,7 @@ TEST_F(Configuration, BooleansInTheFile) {
   }
 }
 
-TEST_F(Configuration, HoursInTheFile) {
+TEST_F(CEnvConfSettings, HoursInTheFile) {
   struct {
     const char* text;
     const char* result;
@@ -523,7 +523,7 @@ TEST_F(Configuration, HoursInTheFile) {
   }
 }
 
-TEST_F(Configuration, MinutesInTheFile) {
+TEST_F(CEnvConfSettings, MinutesInTheFile) {
   struct {
     const char* text;
     const char* result;
@@ -537,7 +537,7 @@ TEST_F(Configuration, MinutesInTheFile) {
 
 // ---- The dump ----------------------------------------------------------------------------------
 
-TEST_F(Configuration, TraceShowsTheSettings) {
+TEST_F(CEnvConfSettings, TraceShowsTheSettings) {
   traceOn();
   writeFile(file,
             "AllowSendAllInfo=yes\nSWRetryCount=1\nSWRetryTime=2\nPCWaitLimit=3\n"
@@ -561,22 +561,22 @@ TEST_F(Configuration, TraceShowsTheSettings) {
   EXPECT_EQ(first[-1].substr(0, 3), "[T]") << first[-1];
 }
 
-TEST_F(Configuration, AnErrorShowsNoSettings) {
+TEST_F(CEnvConfSettings, AnErrorShowsNoSettings) {
   traceOn();
   ASSERT_FALSE(load("FORMAT_VER=2.0\nwrong\n"));
   EXPECT_EQ(logged(), Lines{file + "(line=2) : keyword not exist. (CEnvConf::init)"});
 }
 
-TEST_F(Configuration, WithoutTraceNothingIsShown) {
+TEST_F(CEnvConfSettings, WithoutTraceNothingIsShown) {
   ASSERT_TRUE(load("SaveCore=/sc\n"));
   for (const std::string& line : logged()) EXPECT_EQ(line.substr(0, 9), "MXL90004L") << line;
 }
 
 // ---- Directories -------------------------------------------------------------------------------
 
-class Directories : public Configuration {
+class CEnvConfDirectories : public CEnvConfSettings {
  protected:
-  Directories() : host(getHostname()) { newlyLogged(); }
+  CEnvConfDirectories() : host(getHostname()) { newlyLogged(); }
 
   std::string saveArea(const std::string& dir) {
     char out[4097 + 16];
@@ -607,7 +607,7 @@ class Directories : public Configuration {
   Environment m_restore{"PATH", m_searchPath};
 };
 
-TEST_F(Directories, TheFirstTokenBecomesTheHostName) {
+TEST_F(CEnvConfDirectories, TheFirstTokenBecomesTheHostName) {
   EXPECT_EQ(saveArea("/var/crash/$HOSTNAME$/kardo/moxel_sa"),
             "/var/crash/" + host + "/kardo/moxel_sa");
   EXPECT_EQ(saveArea("/a/$HOSTNAME$/$HOSTNAME$"), "/a/" + host + "/$HOSTNAME$");
@@ -620,7 +620,7 @@ TEST_F(Directories, TheFirstTokenBecomesTheHostName) {
   EXPECT_EQ(newlyLogged("MXL90004L:com").size(), 7u);
 }
 
-TEST_F(Directories, ThePathIsCutAt4096Bytes) {
+TEST_F(CEnvConfDirectories, ThePathIsCutAt4096Bytes) {
   const std::string longest(4096, 'd');
   EXPECT_EQ(saveArea(longest), longest);
   EXPECT_EQ(saveArea(longest + "x"), longest);
@@ -629,7 +629,7 @@ TEST_F(Directories, ThePathIsCutAt4096Bytes) {
   EXPECT_EQ(saveArea(longest + "$HOSTNAME$/x"), longest);
 }
 
-TEST_F(Directories, TheSaveAreaHasADefault) {
+TEST_F(CEnvConfDirectories, TheSaveAreaHasADefault) {
   ASSERT_TRUE(load(""));
   EXPECT_EQ(value("SaveArea"), "/var/crash/" + host + "/kardo/moxel_sa");
   EXPECT_EQ(std::string(conf.getSaveAreaPath()), value("SaveArea"));
@@ -638,7 +638,7 @@ TEST_F(Directories, TheSaveAreaHasADefault) {
   EXPECT_STREQ(conf.getSaveAreaPath(), ("/data/" + host).c_str());
 }
 
-TEST_F(Directories, TheFileIsClosedWhenCommandsRun) {
+TEST_F(CEnvConfDirectories, TheFileIsClosedWhenCommandsRun) {
   install("uname", "readlink /proc/$$/fd/* >>'" + scratch.file("open") + "'\necho host\n");
   ASSERT_TRUE(load("FORMAT_VER=2.0\n"));
   EXPECT_EQ(value("SaveArea"), "/var/crash/host/kardo/moxel_sa");
@@ -647,7 +647,7 @@ TEST_F(Directories, TheFileIsClosedWhenCommandsRun) {
   EXPECT_EQ(open.find(file), std::string::npos) << open;
 }
 
-TEST_F(Directories, DumpadmNamesTheDirectory) {
+TEST_F(CEnvConfDirectories, DumpadmNamesTheDirectory) {
   install("dumpadm",
           "echo '      Dump content: kernel pages'\n"
           "echo '  Savecore directory: /var/crash/h1 '\n"
@@ -672,14 +672,14 @@ TEST_F(Directories, DumpadmNamesTheDirectory) {
   EXPECT_STREQ(out, "");
 }
 
-TEST_F(Directories, WithoutDumpadmTheAnswerIsEmpty) {
+TEST_F(CEnvConfDirectories, WithoutDumpadmTheAnswerIsEmpty) {
   char out[4097] = "before";
   EXPECT_EQ(conf.lookUpSaveCoreDirFromDumpadm(out), 0);
   EXPECT_STREQ(out, "");
   EXPECT_EQ(newlyLogged(), Lines{});
 }
 
-TEST_F(Directories, StartUpScriptsNameTheDirectory) {
+TEST_F(CEnvConfDirectories, StartUpScriptsNameTheDirectory) {
   EXPECT_EQ(script("savecore /var/crash/h1\n"), "/var/crash/h1");
   EXPECT_EQ(script("#!/bin/sh\n# savecore /no\n\techo start\n \t savecore  /var/crash/h1  # end\n"),
             "/var/crash/h1");
@@ -694,13 +694,13 @@ TEST_F(Directories, StartUpScriptsNameTheDirectory) {
   EXPECT_EQ(script(""), "");
 }
 
-TEST_F(Directories, VariablesOfTheScriptAreTheEnvironments) {
+TEST_F(CEnvConfDirectories, VariablesOfTheScriptAreTheEnvironments) {
   const Environment directory("MOXEL_TEST_DIR", "/from/environment");
   EXPECT_EQ(script("savecore $MOXEL_TEST_DIR/x\n"), "/from/environment/x");
   EXPECT_EQ(script("D=/not/run\nsavecore $D/x\n"), "/x") << "other lines are not run";
 }
 
-TEST_F(Directories, ScriptCommandsAreCutAt4095Bytes) {
+TEST_F(CEnvConfDirectories, ScriptCommandsAreCutAt4095Bytes) {
   writeFile(scratch.file("script"), "savecore /found\n");
   // Many slashes are one to the system; with too many the command has no end.
   const auto lookUp = [&](size_t slashes) {
@@ -720,14 +720,14 @@ TEST_F(Directories, ScriptCommandsAreCutAt4095Bytes) {
   EXPECT_EQ(readFile(scratch.file("command")).size(), 4095u);
 }
 
-TEST_F(Directories, AMissingScriptHasNoAnswer) {
+TEST_F(CEnvConfDirectories, AMissingScriptHasNoAnswer) {
   char out[4097] = "before";
   conf.lookUpSaveCoreDirFromScript("/nonexistent", out);
   EXPECT_STREQ(out, "");
   EXPECT_EQ(newlyLogged(), Lines{});
 }
 
-TEST_F(Directories, LookUpCommandsAreTheFixedOnes) {
+TEST_F(CEnvConfDirectories, LookUpCommandsAreTheFixedOnes) {
   // A shell that notes what it is asked to run stands in for the system's.
   expectInChild([&] {
     ASSERT_TRUE(enterPrivateNamespace() && noteShellCommands(scratch.file("command")));
@@ -748,7 +748,7 @@ TEST_F(Directories, LookUpCommandsAreTheFixedOnes) {
             "(echo `fuser /bin/x` |awk '{print NF}') 2>/dev/null");
 }
 
-TEST_F(Directories, TheFirstSourceThatAnswersWins) {
+TEST_F(CEnvConfDirectories, TheFirstSourceThatAnswersWins) {
   expectInChild([&] {
     ASSERT_TRUE(enterPrivateNamespace());
     // An /etc of this test's own, with the system's choice of commands.
@@ -786,7 +786,7 @@ TEST_F(Directories, TheFirstSourceThatAnswersWins) {
   });
 }
 
-TEST_F(Directories, ReadingChoosesTheCrashDumpDirectory) {
+TEST_F(CEnvConfDirectories, ReadingChoosesTheCrashDumpDirectory) {
   install("dumpadm", "echo 'Savecore directory: /from/dumpadm'\n");
   ASSERT_TRUE(load(""));
   EXPECT_EQ(value("SaveCore"), "/from/dumpadm");
@@ -798,7 +798,7 @@ TEST_F(Directories, ReadingChoosesTheCrashDumpDirectory) {
 
 // ---- Running programs --------------------------------------------------------------------------
 
-TEST_F(Directories, AFileThatNobodyUsesIsNotRunning) {
+TEST_F(CEnvConfDirectories, AFileThatNobodyUsesIsNotRunning) {
   writeFile(scratch.file("unused"), "");
   EXPECT_FALSE(conf.isRunning(scratch.file("unused").c_str()));
   EXPECT_FALSE(conf.isRunning(scratch.file("missing").c_str()));
@@ -806,7 +806,7 @@ TEST_F(Directories, AFileThatNobodyUsesIsNotRunning) {
   EXPECT_FALSE(conf.isQzsnapRunning());
 }
 
-TEST_F(Directories, AFileThatIsOpenIsRunning) {
+TEST_F(CEnvConfDirectories, AFileThatIsOpenIsRunning) {
   writeFile(scratch.file("open"), "");
   const pid_t child = startChild([&] {
     const int descriptor = open(scratch.file("open").c_str(), O_RDONLY);
@@ -821,7 +821,7 @@ TEST_F(Directories, AFileThatIsOpenIsRunning) {
   EXPECT_FALSE(conf.isRunning(scratch.file("open").c_str()));
 }
 
-TEST_F(Directories, AProgramThatRunsIsRunning) {
+TEST_F(CEnvConfDirectories, AProgramThatRunsIsRunning) {
   // Known to run when it has written to the pipe.
   fs::copy_file("/bin/cat", scratch.file("program"));
   chmod(scratch.file("program").c_str(), 0755);
@@ -845,7 +845,7 @@ TEST_F(Directories, AProgramThatRunsIsRunning) {
   EXPECT_FALSE(conf.isRunning(scratch.file("program").c_str()));
 }
 
-TEST_F(Directories, RunningProgramsAreCountedByFuser) {
+TEST_F(CEnvConfDirectories, RunningProgramsAreCountedByFuser) {
   install("fuser", "[ \"$*\" = /bin/savecore ] && echo ' 12 34'; exit 1\n");
   EXPECT_TRUE(conf.isSavecoreRunning());
   EXPECT_FALSE(conf.isQzsnapRunning());
@@ -864,7 +864,7 @@ TEST_F(Directories, RunningProgramsAreCountedByFuser) {
   });
 }
 
-TEST_F(Directories, RunningCommandsAreCutAt1023Bytes) {
+TEST_F(CEnvConfDirectories, RunningCommandsAreCutAt1023Bytes) {
   const std::string path(1023, 'x');
   expectInChild([&] {
     ASSERT_TRUE(enterPrivateNamespace() && noteShellCommands(scratch.file("command")));

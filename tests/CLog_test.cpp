@@ -49,13 +49,16 @@ struct EarlyLogger {
   }
 } const earlyLogger;
 
-class Log : public LogTest {
+class CLogFile : public LogTest {
  protected:
   bool lockIsFree() const {
     CMutex mutex(scratch.path().c_str(), 1, false);
     return mutex.init(0) && mutex.lock(false) && mutex.release();
   }
 };
+class CLogLock : public CLogFile {};
+class CLogRotation : public LogTest {};
+class CLogSystem : public LogTest {};
 
 void fill(const std::string& path, off_t size) {
   writeFile(path, "");
@@ -69,7 +72,7 @@ off_t sizeOf(const std::string& path) {
 
 // ---- The file ----------------------------------------------------------------------------------
 
-TEST_F(Log, ALineHasTimeProcessAndText) {
+TEST_F(CLogFile, ALineHasTimeProcessAndText) {
   const Environment zone("TZ", "JST-9");
   const time_t before = time(nullptr);
   gLog.ilog("%s is %d", "answer", 42);
@@ -87,7 +90,7 @@ TEST_F(Log, ALineHasTimeProcessAndText) {
   EXPECT_TRUE(matched) << line;
 }
 
-TEST_F(Log, TheProcessIdTakesFiveColumns) {
+TEST_F(CLogFile, TheProcessIdTakesFiveColumns) {
   // A process ID of fewer digits needs a process namespace of its own: there it is small.
   expectInChild([&] {
     ASSERT_TRUE(enterPrivateNamespace() && unshare(CLONE_NEWPID) == 0);
@@ -97,7 +100,7 @@ TEST_F(Log, TheProcessIdTakesFiveColumns) {
   EXPECT_EQ(line.substr(19), "     1 padded\n");
 }
 
-TEST_F(Log, LinesAreAppended) {
+TEST_F(CLogFile, LinesAreAppended) {
   writeFile(logPath(), "old\n");
   gLog.ilog("new");
   const std::string bytes = readFile(logPath());
@@ -105,14 +108,14 @@ TEST_F(Log, LinesAreAppended) {
   EXPECT_EQ(bytes.substr(bytes.size() - 5), " new\n");
 }
 
-TEST_F(Log, TheFileIsMadeAsTheMaskSays) {
+TEST_F(CLogFile, TheFileIsMadeAsTheMaskSays) {
   const mode_t old = umask(027);
   gLog.ilog("first");
   umask(old);
   EXPECT_EQ(modeOf(logPath()), 0640u);
 }
 
-TEST_F(Log, LinesOfAnyLengthAreWhole) {
+TEST_F(CLogFile, LinesOfAnyLengthAreWhole) {
   Lines expected;
   for (const size_t length : {0, 1, 1023, 1024, 4096, 100000}) {
     expected.push_back(std::string(length, 'x'));
@@ -121,12 +124,12 @@ TEST_F(Log, LinesOfAnyLengthAreWhole) {
   EXPECT_EQ(logged(), expected);
 }
 
-TEST_F(Log, TextsAreNoFormats) {
+TEST_F(CLogFile, TextsAreNoFormats) {
   gLog.ilog("%s", "100% %s %n");
   EXPECT_EQ(logged(), Lines{"100% %s %n"});
 }
 
-TEST_F(Log, KeepsErrno) {
+TEST_F(CLogFile, KeepsErrno) {
   errno = ENOTDIR;
   gLog.ilog("line");
   EXPECT_EQ(errno, ENOTDIR);
@@ -138,7 +141,7 @@ TEST_F(Log, KeepsErrno) {
   EXPECT_EQ(errno, ENOTDIR);
 }
 
-TEST_F(Log, TraceLinesNeedTheLevel) {
+TEST_F(CLogFile, TraceLinesNeedTheLevel) {
   gLog.tlog("hidden");
   EXPECT_FALSE(gLog.isTracing());
   EXPECT_FALSE(exists(logPath()));
@@ -149,7 +152,7 @@ TEST_F(Log, TraceLinesNeedTheLevel) {
   EXPECT_EQ(logged(), (Lines{"shown 1", "always"}));
 }
 
-TEST_F(Log, TheLevelIsOneExactWord) {
+TEST_F(CLogFile, TheLevelIsOneExactWord) {
   for (const char* other : {"log_level_trace", "LOG_LEVEL_TRACE ", " LOG_LEVEL_TRACE",
                             "LOG_LEVEL_TRACEX", "LOG_LEVEL", "1", ""}) {
     const Environment level("MOXEL_LOG_LEVEL", other);
@@ -159,7 +162,7 @@ TEST_F(Log, TheLevelIsOneExactWord) {
   EXPECT_TRUE(CLog().isTracing());
 }
 
-TEST_F(Log, TheEnvironmentIsReadAtConstructionOnly) {
+TEST_F(CLogFile, TheEnvironmentIsReadAtConstructionOnly) {
   const Environment path("MOXEL_LOG", scratch.file("other.log"));
   const Environment level("MOXEL_LOG_LEVEL", "LOG_LEVEL_TRACE");
   gLog.ilog("line");
@@ -168,7 +171,7 @@ TEST_F(Log, TheEnvironmentIsReadAtConstructionOnly) {
   EXPECT_FALSE(exists(scratch.file("other.log")));
 }
 
-TEST_F(Log, AnUnwritableFileLosesTheLineAndFreesTheLock) {
+TEST_F(CLogFile, AnUnwritableFileLosesTheLineAndFreesTheLock) {
   const Environment path("MOXEL_LOG", scratch.file("directory"));
   ASSERT_EQ(mkdir(scratch.file("directory").c_str(), 0700), 0);
   CLog log;
@@ -177,7 +180,7 @@ TEST_F(Log, AnUnwritableFileLosesTheLineAndFreesTheLock) {
   EXPECT_TRUE(namesIn(scratch.file("directory")).empty());
 }
 
-TEST_F(Log, AFullDiskLosesTheLineAndFreesTheLock) {
+TEST_F(CLogFile, AFullDiskLosesTheLineAndFreesTheLock) {
   const Environment path("MOXEL_LOG", scratch.file("full"));
   ASSERT_EQ(symlink("/dev/full", scratch.file("full").c_str()), 0);
   CLog log;
@@ -185,12 +188,12 @@ TEST_F(Log, AFullDiskLosesTheLineAndFreesTheLock) {
   EXPECT_TRUE(lockIsFree());
 }
 
-TEST_F(Log, TheLockIsFreeAfterALine) {
+TEST_F(CLogLock, TheLockIsFreeAfterALine) {
   gLog.ilog("line");
   EXPECT_TRUE(lockIsFree());
 }
 
-TEST_F(Log, ALockThatCannotBeMadeLosesTheLine) {
+TEST_F(CLogLock, ALockThatCannotBeMadeLosesTheLine) {
   expectInChild([] {
     denySystemCalls(kSemgetCalls, ENOSPC);
     gLog.ilog("lost");
@@ -198,7 +201,7 @@ TEST_F(Log, ALockThatCannotBeMadeLosesTheLine) {
   EXPECT_FALSE(exists(logPath()));
 }
 
-TEST_F(Log, AWriterWaitsForTheLock) {
+TEST_F(CLogLock, AWriterWaitsForTheLock) {
   CMutex mutex(scratch.path().c_str(), 1, false);
   ASSERT_TRUE(mutex.init(0) && mutex.lock(true));
   const pid_t child = startChild([] {
@@ -245,7 +248,7 @@ class InterruptedWriter {
   pid_t m_child;
 };
 
-TEST_F(Log, AWaitThatASignalEndsLosesItsLineOnly) {
+TEST_F(CLogLock, AWaitThatASignalEndsLosesItsLineOnly) {
   CMutex mutex(scratch.path().c_str(), 1, false);
   ASSERT_TRUE(mutex.init(0) && mutex.lock(true));
   InterruptedWriter writer;
@@ -256,7 +259,7 @@ TEST_F(Log, AWaitThatASignalEndsLosesItsLineOnly) {
   EXPECT_EQ(logged(), Lines{"second"});
 }
 
-TEST_F(Log, AnAlarmFreesAToolFromASetThatNobodyGivesBack) {
+TEST_F(CLogLock, AnAlarmFreesAToolFromASetThatNobodyGivesBack) {
   // As a process leaves it that is killed between making the set and setting its value.
   CMutex mutex(scratch.path().c_str(), 0, false);
   ASSERT_TRUE(mutex.init(0));
@@ -273,7 +276,7 @@ TEST_F(Log, AnAlarmFreesAToolFromASetThatNobodyGivesBack) {
   EXPECT_FALSE(exists(logPath()));
 }
 
-TEST_F(Log, ALockThatCannotBeGivenBackIsNotRemoved) {
+TEST_F(CLogLock, ALockThatCannotBeGivenBackIsNotRemoved) {
   int set = -1;
   const int status = traceSystemCalls(
       [] {
@@ -291,7 +294,7 @@ TEST_F(Log, ALockThatCannotBeGivenBackIsNotRemoved) {
   EXPECT_EQ(semget(ftok(scratch.path().c_str(), 'S'), 1, 0), set);
 }
 
-TEST_F(Log, LinesOfOtherUsersThanTheLocksAreLost) {
+TEST_F(CLogLock, LinesOfOtherUsersThanTheLocksAreLost) {
   gLog.ilog("the owner's");
   chmod(scratch.path().c_str(), 0777);
   chmod(logPath().c_str(), 0666);
@@ -305,7 +308,7 @@ TEST_F(Log, LinesOfOtherUsersThanTheLocksAreLost) {
   EXPECT_EQ(logged(), lines);
 }
 
-TEST_F(Log, ALineThatIsWrittenInPartsIsWhole) {
+TEST_F(CLogFile, ALineThatIsWrittenInPartsIsWhole) {
   // A pipe takes a part; a signal then ends the write.
   ASSERT_EQ(mkfifo(logPath().c_str(), 0600), 0);
   std::string text;
@@ -337,7 +340,7 @@ TEST_F(Log, ALineThatIsWrittenInPartsIsWhole) {
 
 // ---- Lines that cannot be written whole --------------------------------------------------------
 
-TEST_F(Log, WhateverStandsInTheFileStays) {
+TEST_F(CLogFile, WhateverStandsInTheFileStays) {
   const std::string stamp = "2026/11/21 10:00:00   123 ";
   for (const std::string& before :
        {std::string("4711"), std::string("remark\n12"), std::string("2"),
@@ -355,7 +358,7 @@ TEST_F(Log, WhateverStandsInTheFileStays) {
   }
 }
 
-TEST_F(Log, APieceBetweenTwoLinesOfOneProcessStays) {
+TEST_F(CLogFile, APieceBetweenTwoLinesOfOneProcessStays) {
   gLog.ilog("first");
   std::ofstream(logPath(), std::ios::app) << "2026/11/21 10:00:00   123 another program's";
   const std::string before = readFile(logPath());
@@ -389,7 +392,7 @@ std::vector<long> callsOfALine(const std::function<void()>& prepare) {
   return calls;
 }
 
-TEST_F(Log, ALineTakesFewSystemCalls) {
+TEST_F(CLogFile, ALineTakesFewSystemCalls) {
   // A time zone that is not read from a file.
   const Environment zone("TZ", "JST-9");
   const std::vector<long> calls = callsOfALine([] {});
@@ -403,7 +406,7 @@ TEST_F(Log, ALineTakesFewSystemCalls) {
   EXPECT_EQ(calls, expected);
 }
 
-TEST_F(Log, OnlyALimitOfFileSizesAsksForTheEndOfTheFile) {
+TEST_F(CLogFile, OnlyALimitOfFileSizesAsksForTheEndOfTheFile) {
   const std::vector<long> calls = callsOfALine([] {
     const rlimit limit = {1000000, RLIM_INFINITY};
     setrlimit(RLIMIT_FSIZE, &limit);
@@ -411,7 +414,7 @@ TEST_F(Log, OnlyALimitOfFileSizesAsksForTheEndOfTheFile) {
   EXPECT_EQ(std::count(calls.begin(), calls.end(), SYS_lseek), 1) << testing::PrintToString(calls);
 }
 
-TEST_F(Log, AFullDiskLeavesNoPieceOfALine) {
+TEST_F(CLogFile, AFullDiskLeavesNoPieceOfALine) {
   expectInChild([&] {
     ASSERT_TRUE(enterPrivateNamespace() && mountEmpty(scratch.path(), 0, "size=64k"));
     gLog.ilog("%s", "first");
@@ -460,7 +463,7 @@ std::string logWithAnother(const Scratch& scratch, const std::string& text, int 
   return readFile(scratch.file("moxel.log"));
 }
 
-TEST_F(Log, WhatAnotherWriterPutsBetweenTwoPartsOfALineStays) {
+TEST_F(CLogFile, WhatAnotherWriterPutsBetweenTwoPartsOfALineStays) {
   expectInChild([&] {
     const std::string text(50000, 'y');
     std::string log = logWithAnother(scratch, text, 1);
@@ -471,7 +474,7 @@ TEST_F(Log, WhatAnotherWriterPutsBetweenTwoPartsOfALineStays) {
   });
 }
 
-TEST_F(Log, OnAFullDiskWhatAnotherWriterAppendsStays) {
+TEST_F(CLogFile, OnAFullDiskWhatAnotherWriterAppendsStays) {
   expectInChild([&] {
     const std::string text(50000, 'y');
     const std::string log = logWithAnother(scratch, text, 2);
@@ -481,7 +484,7 @@ TEST_F(Log, OnAFullDiskWhatAnotherWriterAppendsStays) {
   });
 }
 
-TEST_F(Log, AWriterThatTakesTheRoomBelowTheLimitKillsNobody) {
+TEST_F(CLogFile, AWriterThatTakesTheRoomBelowTheLimitKillsNobody) {
   constexpr off_t kLimit = 1000;
   constexpr off_t kLeft = 200;
   bool marked = false;
@@ -506,7 +509,7 @@ TEST_F(Log, AWriterThatTakesTheRoomBelowTheLimitKillsNobody) {
   EXPECT_EQ(sizeOf(logPath()), kLimit - kLeft) << "nothing of the line stays";
 }
 
-TEST_F(Log, ALineBeyondTheLimitOfFileSizesIsLostAndKillsNobody) {
+TEST_F(CLogFile, ALineBeyondTheLimitOfFileSizesIsLostAndKillsNobody) {
   expectInChild([&] {
     gLog.ilog("first");
     const off_t first = sizeOf(logPath());
@@ -524,9 +527,9 @@ TEST_F(Log, ALineBeyondTheLimitOfFileSizesIsLostAndKillsNobody) {
   });
 }
 
-TEST_F(Log, HasAVirtualDestructor) { EXPECT_TRUE((std::has_virtual_destructor_v<CLog>)); }
+TEST_F(CLogFile, HasAVirtualDestructor) { EXPECT_TRUE((std::has_virtual_destructor_v<CLog>)); }
 
-TEST_F(Log, TheLocksSetStays) {
+TEST_F(CLogLock, TheLocksSetStays) {
   gLog.ilog("one");
   const int set = semget(ftok(scratch.path().c_str(), 'S'), 1, 0);
   ASSERT_NE(set, -1);
@@ -536,7 +539,7 @@ TEST_F(Log, TheLocksSetStays) {
   EXPECT_EQ(semctl(set, 0, GETVAL), 1);
 }
 
-TEST_F(Log, OneDirectoryHasOneLock) {
+TEST_F(CLogLock, OneDirectoryHasOneLock) {
   const Environment path("MOXEL_LOG", scratch.file("other.log"));
   CLog other;
   gLog.ilog("one");
@@ -552,7 +555,7 @@ TEST_F(Log, OneDirectoryHasOneLock) {
   EXPECT_EQ(exitCode(waitFor(child)), 0);
 }
 
-TEST_F(Log, ALineWithoutMemoryIsLostAndTheNextIsThere) {
+TEST_F(CLogFile, ALineWithoutMemoryIsLostAndTheNextIsThere) {
   const std::string text(1000, 'x');
   {
     const NoMemoryFrom none(500);
@@ -571,7 +574,7 @@ TEST_F(Log, ALineWithoutMemoryIsLostAndTheNextIsThere) {
   gLog.slog("%s", "lost as well");
 }
 
-TEST_F(Log, ASetRemovedUnderTheWaitLosesThatLineOnly) {
+TEST_F(CLogLock, ASetRemovedUnderTheWaitLosesThatLineOnly) {
   CMutex mutex(scratch.path().c_str(), 1, false);
   ASSERT_TRUE(mutex.init(0) && mutex.lock(true));
   const pid_t child = startChild([] {
@@ -585,7 +588,7 @@ TEST_F(Log, ASetRemovedUnderTheWaitLosesThatLineOnly) {
   EXPECT_EQ(logged(), Lines{"second"});
 }
 
-TEST_F(Log, AProcessKilledWithTheLockBlocksNobody) {
+TEST_F(CLogLock, AProcessKilledWithTheLockBlocksNobody) {
   const pid_t child = startExpecting([&] {
     CMutex mutex(scratch.path().c_str(), 1, false);
     ASSERT_TRUE(mutex.init(0) && mutex.lock(true));
@@ -599,7 +602,7 @@ TEST_F(Log, AProcessKilledWithTheLockBlocksNobody) {
   EXPECT_EQ(logged(), Lines{"after"});
 }
 
-TEST_F(Log, AForkedChildLogsUnderItsOwnProcessId) {
+TEST_F(CLogFile, AForkedChildLogsUnderItsOwnProcessId) {
   const pid_t child = startChild([] {
     gLog.ilog("child");
     return 0;
@@ -613,7 +616,7 @@ TEST_F(Log, AForkedChildLogsUnderItsOwnProcessId) {
   EXPECT_EQ(lines[1].pid, getpid());
 }
 
-TEST_F(Log, LinesBeforeMainAreWritten) {
+TEST_F(CLogFile, LinesBeforeMainAreWritten) {
   const Environment line("MOXEL_TEST_EARLY_LINE", "before main");
   const pid_t child = startChild([] {
     execl("/proc/self/exe", "moxel_test", "--gtest_list_tests", "--gtest_filter=None",
@@ -627,7 +630,7 @@ TEST_F(Log, LinesBeforeMainAreWritten) {
   EXPECT_EQ(lines[0].pid, child);
 }
 
-TEST_F(Log, ManyWritersNeverMixTheirLines) {
+TEST_F(CLogFile, ManyWritersNeverMixTheirLines) {
   constexpr int kWriters = 8;
   constexpr int kLines = 100;
   std::vector<pid_t> writers;
@@ -654,7 +657,7 @@ TEST_F(Log, ManyWritersNeverMixTheirLines) {
   EXPECT_EQ(next, std::vector<int>(kWriters, kLines));
 }
 
-TEST_F(Log, LeavesNoDescriptorOpen) {
+TEST_F(CLogFile, LeavesNoDescriptorOpen) {
   const auto before = openDescriptors();
   gLog.ilog("line");
   EXPECT_EQ(openDescriptors(), before);
@@ -662,7 +665,7 @@ TEST_F(Log, LeavesNoDescriptorOpen) {
 
 // ---- Lock resource -----------------------------------------------------------------------------
 
-TEST_F(Log, TheDirectoryOfTheLogIsTheLock) {
+TEST_F(CLogLock, TheDirectoryOfTheLogIsTheLock) {
   EXPECT_EQ(gLog.getLockResource(), scratch.path());
   gLog.ilog("line");
   struct {
@@ -682,7 +685,7 @@ TEST_F(Log, TheDirectoryOfTheLogIsTheLock) {
   }
 }
 
-TEST_F(Log, WithoutTheVariableTheSharedLogIsUsed) {
+TEST_F(CLogFile, WithoutTheVariableTheSharedLogIsUsed) {
   expectInChild([] {
     ASSERT_TRUE(enterPrivateNamespace() && mountEmpty("/var/log"));
     const Environment path("MOXEL_LOG", std::nullopt);
@@ -698,7 +701,7 @@ TEST_F(Log, WithoutTheVariableTheSharedLogIsUsed) {
   });
 }
 
-TEST_F(Log, AMissingDirectoryLosesTheLine) {
+TEST_F(CLogFile, AMissingDirectoryLosesTheLine) {
   // With and without the fallback directory for the lock.
   expectInChild([&] {
     ASSERT_TRUE(enterPrivateNamespace() && mountEmpty("/var/log"));
@@ -716,7 +719,7 @@ TEST_F(Log, AMissingDirectoryLosesTheLine) {
 
 // ---- Rotation ----------------------------------------------------------------------------------
 
-TEST_F(Log, RotatesAbove512000Bytes) {
+TEST_F(CLogRotation, RotatesAbove512000Bytes) {
   fill(logPath(), 512000);
   EXPECT_EQ(gLog.init("/opt/tool"), 0);
   EXPECT_EQ(sizeOf(logPath()), 512000);
@@ -733,20 +736,20 @@ TEST_F(Log, RotatesAbove512000Bytes) {
   EXPECT_EQ(sizeOf(scratch.file("moxel.bak")), 512001);
 }
 
-TEST_F(Log, RotationReplacesTheOlderBackup) {
+TEST_F(CLogRotation, RotationReplacesTheOlderBackup) {
   writeFile(scratch.file("moxel.bak"), "older");
   fill(logPath(), 600000);
   gLog.init("tool");
   EXPECT_EQ(sizeOf(scratch.file("moxel.bak")), 600000);
 }
 
-TEST_F(Log, SizesBeyond32BitsAreCompared) {
+TEST_F(CLogRotation, SizesBeyond32BitsAreCompared) {
   fill(logPath(), (off_t{1} << 32) + 5);
   gLog.init("tool");
   EXPECT_EQ(sizeOf(scratch.file("moxel.bak")), (off_t{1} << 32) + 5);
 }
 
-TEST_F(Log, TheBackupLosesTheLastExtensionOnly) {
+TEST_F(CLogRotation, TheBackupLosesTheLastExtensionOnly) {
   for (const auto& [name, backup] : {std::pair<std::string, std::string>{"a.b.log", "a.b.bak"},
                                      {"plain", "plain.bak"},
                                      {".log", ".bak"}}) {
@@ -759,14 +762,14 @@ TEST_F(Log, TheBackupLosesTheLastExtensionOnly) {
   }
 }
 
-TEST_F(Log, AFailedRenameStillEmptiesTheLog) {
+TEST_F(CLogRotation, AFailedRenameStillEmptiesTheLog) {
   ASSERT_EQ(mkdir(scratch.file("moxel.bak").c_str(), 0700), 0);
   fill(logPath(), 512001);
   EXPECT_EQ(gLog.init("tool"), 0);
   EXPECT_EQ(sizeOf(logPath()), 0);
 }
 
-TEST_F(Log, WithoutMemoryForANameTheFileGoesOn) {
+TEST_F(CLogRotation, WithoutMemoryForANameTheFileGoesOn) {
   fill(logPath(), 512001);
   {
     const NoMemoryFrom none(16);
@@ -775,7 +778,7 @@ TEST_F(Log, WithoutMemoryForANameTheFileGoesOn) {
   EXPECT_EQ(sizeOf(logPath()), 512001);
 }
 
-TEST_F(Log, TheBackupOfARelativeNameStandsInTheRoot) {
+TEST_F(CLogRotation, TheBackupOfARelativeNameStandsInTheRoot) {
   expectInChild([&] {
     ASSERT_TRUE(enterPrivateNamespace());
     ASSERT_EQ(chroot(scratch.path().c_str()), 0);
@@ -788,7 +791,7 @@ TEST_F(Log, TheBackupOfARelativeNameStandsInTheRoot) {
   });
 }
 
-TEST_F(Log, RotationKeepsWhatAnotherToolWritesMeanwhile) {
+TEST_F(CLogRotation, RotationKeepsWhatAnotherToolWritesMeanwhile) {
   fill(logPath(), 512001);
   beforeStat = [&](const std::string&) {
     if (exists(scratch.file("moxel.bak")) && !exists(logPath())) writeFile(logPath(), "line\n");
@@ -799,14 +802,14 @@ TEST_F(Log, RotationKeepsWhatAnotherToolWritesMeanwhile) {
   EXPECT_EQ(readFile(logPath()), "line\n");
 }
 
-TEST_F(Log, ARenameWithoutEffectStillEmptiesTheLog) {
+TEST_F(CLogRotation, ARenameWithoutEffectStillEmptiesTheLog) {
   fill(logPath(), 512001);
   ASSERT_EQ(link(logPath().c_str(), scratch.file("moxel.bak").c_str()), 0);
   gLog.init("tool");
   EXPECT_EQ(sizeOf(logPath()), 0);
 }
 
-TEST_F(Log, RotationTakesNoLock) {
+TEST_F(CLogRotation, RotationTakesNoLock) {
   CMutex mutex(scratch.path().c_str(), 1, false);
   ASSERT_TRUE(mutex.init(0) && mutex.lock(true));
   fill(logPath(), 512001);
@@ -815,14 +818,14 @@ TEST_F(Log, RotationTakesNoLock) {
   mutex.release();
 }
 
-TEST_F(Log, WithoutALogThereIsNothingToRotate) {
+TEST_F(CLogRotation, WithoutALogThereIsNothingToRotate) {
   EXPECT_EQ(gLog.init("tool"), 0);
   EXPECT_TRUE(namesIn(scratch.path()).empty());
 }
 
 // ---- The system logger -------------------------------------------------------------------------
 
-TEST_F(Log, FacilityNames) {
+TEST_F(CLogSystem, FacilityNames) {
   struct {
     const char* value;
     int number;
@@ -863,7 +866,7 @@ TEST_F(Log, FacilityNames) {
   for (const auto& row : rows) EXPECT_EQ(gLog.getFacility(row.value), row.number) << row.value;
 }
 
-TEST_F(Log, PriorityNames) {
+TEST_F(CLogSystem, PriorityNames) {
   struct {
     const char* value;
     int number;
@@ -876,7 +879,7 @@ TEST_F(Log, PriorityNames) {
   for (const auto& row : rows) EXPECT_EQ(gLog.getPriority(row.value), row.number) << row.value;
 }
 
-TEST_F(Log, ManyDigitsAreTakenUnchecked) {
+TEST_F(CLogSystem, ManyDigitsAreTakenUnchecked) {
   EXPECT_NE(gLog.getFacility(std::string(2000, '9')), 8);
   EXPECT_EQ(gLog.getFacility(std::string(2000, '0') + "16"), 16);
 }
@@ -920,7 +923,7 @@ struct SystemLine {
   std::string ident, stamp, pid, process, text;
 };
 
-TEST_F(Log, SendsALineUnderTheDefaults) {
+TEST_F(CLogSystem, SendsALineUnderTheDefaults) {
   const Environment zone("TZ", "JST-9");
   const time_t before = time(nullptr);
   const SystemLine line(sentToSystemLogger(scratch, [&] {
@@ -942,7 +945,7 @@ TEST_F(Log, SendsALineUnderTheDefaults) {
   EXPECT_LE(stamped, after);
 }
 
-TEST_F(Log, SendsALineUnderTheConfiguredNumbers) {
+TEST_F(CLogSystem, SendsALineUnderTheConfiguredNumbers) {
   struct {
     const char* conf;
     int priority;
@@ -966,7 +969,7 @@ TEST_F(Log, SendsALineUnderTheConfiguredNumbers) {
   }
 }
 
-TEST_F(Log, SystemLinesHoldPrintableCharactersOnly) {
+TEST_F(CLogSystem, SystemLinesHoldPrintableCharactersOnly) {
   const SystemLine line(sentToSystemLogger(scratch, [] {
     gLog.slog("%s",
               "a\nb\tc\rd\x01"
@@ -976,24 +979,24 @@ TEST_F(Log, SystemLinesHoldPrintableCharactersOnly) {
   EXPECT_EQ(line.text, "a b c d e f  g!~");
 }
 
-TEST_F(Log, SystemTextsAreCutAt1023Bytes) {
+TEST_F(CLogSystem, SystemTextsAreCutAt1023Bytes) {
   const SystemLine line(
       sentToSystemLogger(scratch, [] { gLog.slog("%s", std::string(3000, 'x').c_str()); }));
   EXPECT_EQ(line.text, std::string(1023, 'x'));
 }
 
-TEST_F(Log, TheSystemLoggerInterpretsPercentSigns) {
+TEST_F(CLogSystem, TheSystemLoggerInterpretsPercentSigns) {
   const SystemLine line(sentToSystemLogger(scratch, [] { gLog.slog("%s", "100%% done"); }));
   EXPECT_EQ(line.text, "100% done");
 }
 
-TEST_F(Log, TheIdentIsEmptyBeforeInit) {
+TEST_F(CLogSystem, TheIdentIsEmptyBeforeInit) {
   const SystemLine line(sentToSystemLogger(scratch, [] { gLog.slog("text"); }));
   EXPECT_EQ(line.ident, "");
   EXPECT_EQ(line.text, "text");
 }
 
-TEST_F(Log, TheSystemLoggersConnectionIsClosedAgain) {
+TEST_F(CLogSystem, TheSystemLoggersConnectionIsClosedAgain) {
   const std::string lines = sentToSystemLogger(scratch, [] {
     const auto before = openDescriptors();
     gLog.slog("text");
@@ -1002,7 +1005,7 @@ TEST_F(Log, TheSystemLoggersConnectionIsClosedAgain) {
   EXPECT_NE(lines.find("text\n"), std::string::npos);
 }
 
-TEST_F(Log, SystemLinesTakeNoLock) {
+TEST_F(CLogSystem, SystemLinesTakeNoLock) {
   CMutex mutex(scratch.path().c_str(), 1, false);
   ASSERT_TRUE(mutex.init(0) && mutex.lock(true));
   const SystemLine line(sentToSystemLogger(scratch, [] {
@@ -1013,7 +1016,7 @@ TEST_F(Log, SystemLinesTakeNoLock) {
   mutex.release();
 }
 
-TEST_F(Log, SystemLinesNeedNoLogFile) {
+TEST_F(CLogSystem, SystemLinesNeedNoLogFile) {
   const std::string lines = sentToSystemLogger(scratch, [] {
     gLog.slog("one");
     gLog.slog("two");
@@ -1022,7 +1025,7 @@ TEST_F(Log, SystemLinesNeedNoLogFile) {
   EXPECT_FALSE(exists(logPath()));
 }
 
-TEST_F(Log, AMissingSystemLoggerIsNoFailure) {
+TEST_F(CLogSystem, AMissingSystemLoggerIsNoFailure) {
   expectInChild([] {
     ASSERT_TRUE(enterPrivateNamespace() && mountEmpty("/dev"));
     errno = ENOTDIR;

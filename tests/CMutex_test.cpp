@@ -15,7 +15,7 @@
 
 namespace {
 
-class Mutex : public testing::Test {
+class CMutexSet : public testing::Test {
  protected:
   const char* path() const { return scratch.path().c_str(); }
   key_t key() const { return ftok(path(), 'S'); }
@@ -33,7 +33,7 @@ class Mutex : public testing::Test {
   Scratch scratch;
 };
 
-TEST_F(Mutex, IsDetachedBeforeInit) {
+TEST_F(CMutexSet, IsDetachedBeforeInit) {
   CMutex mutex(path(), 1, false);
   EXPECT_EQ(mutex.key(), 0);
   EXPECT_FALSE(mutex.lock(false));
@@ -44,7 +44,7 @@ TEST_F(Mutex, IsDetachedBeforeInit) {
   EXPECT_EQ(set(), -1) << "the constructor makes no set";
 }
 
-TEST_F(Mutex, CreatesOneSemaphoreForTheOwner) {
+TEST_F(CMutexSet, CreatesOneSemaphoreForTheOwner) {
   CMutex mutex(path(), 1, false);
   ASSERT_TRUE(mutex.init(0));
   EXPECT_EQ(mutex.key(), key());
@@ -55,7 +55,7 @@ TEST_F(Mutex, CreatesOneSemaphoreForTheOwner) {
   EXPECT_EQ(value(), 1);
 }
 
-TEST_F(Mutex, TheCreatorSetsTheValueAndOthersKeepIt) {
+TEST_F(CMutexSet, TheCreatorSetsTheValueAndOthersKeepIt) {
   CMutex creator(path(), 3, false);
   ASSERT_TRUE(creator.init(0));
   EXPECT_EQ(value(), 3);
@@ -68,7 +68,7 @@ TEST_F(Mutex, TheCreatorSetsTheValueAndOthersKeepIt) {
   EXPECT_TRUE(other.release());
 }
 
-TEST_F(Mutex, ANegativeInitialValueStartsTaken) {
+TEST_F(CMutexSet, ANegativeInitialValueStartsTaken) {
   CMutex mutex(path(), -5, false);
   ASSERT_TRUE(mutex.init(0));
   EXPECT_EQ(value(), 0);
@@ -76,7 +76,7 @@ TEST_F(Mutex, ANegativeInitialValueStartsTaken) {
   EXPECT_EQ(errno, EAGAIN);
 }
 
-TEST_F(Mutex, AMissingPathGivesNoKey) {
+TEST_F(CMutexSet, AMissingPathGivesNoKey) {
   const std::string missing = scratch.file("missing");
   CMutex mutex(missing.c_str(), 1, false);
   EXPECT_FALSE(mutex.init(0));
@@ -87,7 +87,7 @@ TEST_F(Mutex, AMissingPathGivesNoKey) {
   EXPECT_FALSE(mutex.remove(false, 0));
 }
 
-TEST_F(Mutex, AMissingPathDetachesFromAnEarlierSet) {
+TEST_F(CMutexSet, AMissingPathDetachesFromAnEarlierSet) {
   const std::string file = scratch.file("file");
   writeFile(file, "");
   CMutex owner(file.c_str(), 1, true);
@@ -102,7 +102,7 @@ TEST_F(Mutex, AMissingPathDetachesFromAnEarlierSet) {
   EXPECT_FALSE(mutex.remove(false, 0));
 }
 
-TEST_F(Mutex, WhoAttachesToAFreshSetWaitsForItsValue) {
+TEST_F(CMutexSet, WhoAttachesToAFreshSetWaitsForItsValue) {
   const int id = semget(key(), 1, IPC_CREAT | IPC_EXCL | 0600);
   ASSERT_NE(id, -1);
   const pid_t child = startExpecting([&] {
@@ -121,7 +121,7 @@ TEST_F(Mutex, WhoAttachesToAFreshSetWaitsForItsValue) {
   EXPECT_EQ(exitCode(waitFor(child)), 0);
 }
 
-TEST_F(Mutex, ANullPathNeedsAKey) {
+TEST_F(CMutexSet, ANullPathNeedsAKey) {
   CMutex mutex(nullptr, 1, true);
   errno = 0;
   EXPECT_FALSE(mutex.init(0));
@@ -132,7 +132,7 @@ TEST_F(Mutex, ANullPathNeedsAKey) {
   EXPECT_TRUE(mutex.lock(false));
 }
 
-TEST_F(Mutex, AGivenKeyIsUsedWithoutThePath) {
+TEST_F(CMutexSet, AGivenKeyIsUsedWithoutThePath) {
   const std::string missing = scratch.file("missing");
   CMutex mutex(missing.c_str(), 1, true);
   ASSERT_TRUE(mutex.init(key()));
@@ -140,16 +140,16 @@ TEST_F(Mutex, AGivenKeyIsUsedWithoutThePath) {
   EXPECT_EQ(value(), 1);
 }
 
-TEST_F(Mutex, HasAVirtualDestructor) { EXPECT_TRUE((std::has_virtual_destructor_v<CMutex>)); }
+TEST_F(CMutexSet, HasAVirtualDestructor) { EXPECT_TRUE((std::has_virtual_destructor_v<CMutex>)); }
 
-TEST_F(Mutex, CopiesThePath) {
+TEST_F(CMutexSet, CopiesThePath) {
   std::string path = scratch.path();
   CMutex mutex(path.c_str(), 1, false);
   path.assign(path.size(), 'x');
   EXPECT_TRUE(mutex.init(0));
 }
 
-TEST_F(Mutex, AValueThatCannotBeSetLeavesTheSetAttached) {
+TEST_F(CMutexSet, AValueThatCannotBeSetLeavesTheSetAttached) {
   CMutex mutex(path(), 40000, false);
   EXPECT_FALSE(mutex.init(0));
   EXPECT_EQ(errno, ERANGE);
@@ -159,7 +159,7 @@ TEST_F(Mutex, AValueThatCannotBeSetLeavesTheSetAttached) {
   EXPECT_TRUE(mutex.remove(false, 0));
 }
 
-TEST_F(Mutex, ASetThatCannotBeCreatedLeavesItDetached) {
+TEST_F(CMutexSet, ASetThatCannotBeCreatedLeavesItDetached) {
   expectInChild([&] {
     denySystemCalls(kSemgetCalls, ENOSPC);
     CMutex mutex(path(), 1, false);
@@ -172,7 +172,7 @@ TEST_F(Mutex, ASetThatCannotBeCreatedLeavesItDetached) {
   });
 }
 
-TEST_F(Mutex, AFailedInitDetaches) {
+TEST_F(CMutexSet, AFailedInitDetaches) {
   CMutex mutex(path(), 1, false);
   ASSERT_TRUE(mutex.init(0));
   expectInChild([&] {
@@ -182,7 +182,7 @@ TEST_F(Mutex, AFailedInitDetaches) {
   });
 }
 
-TEST_F(Mutex, LockAndReleaseChangeTheValueByOne) {
+TEST_F(CMutexSet, LockAndReleaseChangeTheValueByOne) {
   CMutex mutex(path(), 1, false);
   ASSERT_TRUE(mutex.init(0));
   EXPECT_TRUE(mutex.lock(false));
@@ -196,7 +196,7 @@ TEST_F(Mutex, LockAndReleaseChangeTheValueByOne) {
   EXPECT_EQ(value(), 1);
 }
 
-TEST_F(Mutex, AWaitEndsWithTheRelease) {
+TEST_F(CMutexSet, AWaitEndsWithTheRelease) {
   CMutex mutex(path(), 1, false);
   ASSERT_TRUE(mutex.init(0));
   ASSERT_TRUE(mutex.lock(true));
@@ -212,7 +212,7 @@ TEST_F(Mutex, AWaitEndsWithTheRelease) {
   EXPECT_EQ(value(), 1) << "the child's lock went back with its end";
 }
 
-TEST_F(Mutex, AKilledHolderBlocksNobody) {
+TEST_F(CMutexSet, AKilledHolderBlocksNobody) {
   CMutex mutex(path(), 1, false);
   ASSERT_TRUE(mutex.init(0));
   const pid_t child = startExpecting([&] {
@@ -229,14 +229,14 @@ TEST_F(Mutex, AKilledHolderBlocksNobody) {
   EXPECT_TRUE(mutex.release());
 }
 
-TEST_F(Mutex, AReleaseIsTakenBackWithTheProcessToo) {
+TEST_F(CMutexSet, AReleaseIsTakenBackWithTheProcessToo) {
   CMutex mutex(path(), 0, false);
   ASSERT_TRUE(mutex.init(0));
   expectInChild([&] { EXPECT_TRUE(mutex.release()); });
   EXPECT_EQ(value(), 0);
 }
 
-TEST_F(Mutex, ASignalEndsTheWait) {
+TEST_F(CMutexSet, ASignalEndsTheWait) {
   CMutex mutex(path(), 0, false);
   ASSERT_TRUE(mutex.init(0));
   const pid_t child = startExpecting([&] {
@@ -251,7 +251,7 @@ TEST_F(Mutex, ASignalEndsTheWait) {
   EXPECT_EQ(exitCode(waitFor(child)), 0);
 }
 
-TEST_F(Mutex, RemovalDetachesAndTheNextInitMakesANewSet) {
+TEST_F(CMutexSet, RemovalDetachesAndTheNextInitMakesANewSet) {
   CMutex mutex(path(), 1, false);
   ASSERT_TRUE(mutex.init(0));
   ASSERT_TRUE(mutex.lock(true));
@@ -266,7 +266,7 @@ TEST_F(Mutex, RemovalDetachesAndTheNextInitMakesANewSet) {
   EXPECT_EQ(value(), 1);
 }
 
-TEST_F(Mutex, ARemovalThatFailsKeepsTheSetsId) {
+TEST_F(CMutexSet, ARemovalThatFailsKeepsTheSetsId) {
   CMutex mutex(path(), 1, false);
   ASSERT_TRUE(mutex.init(0));
   CMutex other(path(), 1, false);
@@ -282,7 +282,7 @@ TEST_F(Mutex, ARemovalThatFailsKeepsTheSetsId) {
 
 volatile sig_atomic_t alarms = 0;
 
-TEST_F(Mutex, RemovalSleepsOnceForWaiters) {
+TEST_F(CMutexSet, RemovalSleepsOnceForWaiters) {
   CMutex mutex(path(), 1, false);
   ASSERT_TRUE(mutex.init(0));
   // Nobody waits: no sleep, or this test would take an hour.
@@ -310,7 +310,7 @@ TEST_F(Mutex, RemovalSleepsOnceForWaiters) {
   EXPECT_EQ(exitCode(waitFor(child)), 0);
 }
 
-TEST_F(Mutex, RemovalWithoutWaitingForWaitersDoesNotSleep) {
+TEST_F(CMutexSet, RemovalWithoutWaitingForWaitersDoesNotSleep) {
   CMutex mutex(path(), 0, false);
   ASSERT_TRUE(mutex.init(0));
   const pid_t child = startExpecting([&] { waitUntilRemoved(1); });
@@ -319,7 +319,7 @@ TEST_F(Mutex, RemovalWithoutWaitingForWaitersDoesNotSleep) {
   EXPECT_EQ(exitCode(waitFor(child)), 0);
 }
 
-TEST_F(Mutex, TheDestructorRemovesTheSetWhenToldTo) {
+TEST_F(CMutexSet, TheDestructorRemovesTheSetWhenToldTo) {
   {
     CMutex mutex(path(), 1, false);
     ASSERT_TRUE(mutex.init(0));
@@ -332,7 +332,7 @@ TEST_F(Mutex, TheDestructorRemovesTheSetWhenToldTo) {
   EXPECT_EQ(set(), -1);
 }
 
-TEST_F(Mutex, TheDestructorDoesNotWaitForWaiters) {
+TEST_F(CMutexSet, TheDestructorDoesNotWaitForWaiters) {
   const pid_t waiter = startExpecting([&] { waitUntilRemoved(0); });
   ASSERT_TRUE(eventually([&] { return set() != -1 && waitersFor(path()) == 1; }));
   const pid_t owner = startChild([&] {

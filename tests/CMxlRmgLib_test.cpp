@@ -36,13 +36,13 @@ struct Client : CMxlRmgLib {
   using CMxlRmgLib::RMG_GetStatus;
 };
 
-class Gateway : public testing::Test {
+class CMxlRmgLibClient : public testing::Test {
  protected:
-  Gateway() { fakeAgent = FakeAgent(); }
-  ~Gateway() override { fakeAgent = FakeAgent(); }
+  CMxlRmgLibClient() { fakeAgent = FakeAgent(); }
+  ~CMxlRmgLibClient() override { fakeAgent = FakeAgent(); }
 };
 
-TEST_F(Gateway, SlotsStandInTheirOrder) {
+TEST_F(CMxlRmgLibClient, SlotsStandInTheirOrder) {
   struct View : Client {
     static size_t status() { return slotOf(&View::RMG_GetStatus); }
     static size_t id() { return slotOf(&View::RMG_GetID); }
@@ -83,7 +83,7 @@ TEST_F(Gateway, SlotsStandInTheirOrder) {
   EXPECT_EQ(slotOf(&CMxlRmgLib::CMxlRmgLibException::code), 3u);
 }
 
-TEST_F(Gateway, ClassTree) {
+TEST_F(CMxlRmgLibClient, ClassTree) {
   EXPECT_TRUE((std::is_base_of_v<MLog, CMxlRmgLibImpl>));
   EXPECT_TRUE((std::is_base_of_v<ICMxlRmg, CMxlRmgLibImpl>));
   EXPECT_FALSE((std::is_convertible_v<CMxlRmgLib*, ICMxlRmg*>)) << "the base is private";
@@ -106,7 +106,7 @@ TEST_F(Gateway, ClassTree) {
             address(static_cast<IExtVekError*>(&client)));
 }
 
-TEST_F(Gateway, AFreshClientHasAskedNothing) {
+TEST_F(CMxlRmgLibClient, AFreshClientHasAskedNothing) {
   Client client;
   EXPECT_TRUE(fakeAgent.calls.empty());
   EXPECT_EQ(client.getLastStatus(), 0);
@@ -121,7 +121,7 @@ TEST_F(Gateway, AFreshClientHasAskedNothing) {
             "    m_startedCom      = false\n");
 }
 
-TEST_F(Gateway, DumpShowsTheState) {
+TEST_F(CMxlRmgLibClient, DumpShowsTheState) {
   Client client;
   fakeAgent.id = 12345;
   fakeAgent.status = -7;
@@ -138,7 +138,7 @@ TEST_F(Gateway, DumpShowsTheState) {
             strlen("\n    m_machineID       = ") + sizeof client.m_machineID);
 }
 
-TEST_F(Gateway, StatusQuestionsCompareTheWholeWord) {
+TEST_F(CMxlRmgLibClient, StatusQuestionsCompareTheWholeWord) {
   struct {
     int word;
     bool operate, maintenance, stop, maintenanceStop;
@@ -161,7 +161,7 @@ TEST_F(Gateway, StatusQuestionsCompareTheWholeWord) {
   EXPECT_EQ(fakeAgent.calls.size(), 4 * std::size(rows));
 }
 
-TEST_F(Gateway, AFailedQueryAnswersFalseAndKeepsTheWord) {
+TEST_F(CMxlRmgLibClient, AFailedQueryAnswersFalseAndKeepsTheWord) {
   fakeAgent.result = -3;
   CMxlRmgLib client;
   for (const int word : {0x20, 0x10000, 0x20000, 0x30000}) {
@@ -179,7 +179,7 @@ TEST_F(Gateway, AFailedQueryAnswersFalseAndKeepsTheWord) {
   EXPECT_EQ(fakeAgent.calls[fakeAgent.calls.size() - 2], "GetStatus 0 5");
 }
 
-TEST_F(Gateway, MachineIdIsDecimalText) {
+TEST_F(CMxlRmgLibClient, MachineIdIsDecimalText) {
   Client client;
   fakeAgent.id = 12345;
   EXPECT_STREQ(client.getMachineID(), "12345");
@@ -191,7 +191,7 @@ TEST_F(Gateway, MachineIdIsDecimalText) {
   for (size_t i = 2; i < sizeof client.m_machineID; ++i) ASSERT_EQ(client.m_machineID[i], 0);
 }
 
-TEST_F(Gateway, MachineIdOfAFailedCallIsWhatTheAgentLeft) {
+TEST_F(CMxlRmgLibClient, MachineIdOfAFailedCallIsWhatTheAgentLeft) {
   CMxlRmgLib client;
   fakeAgent.result = 5;
   fakeAgent.id = 77;
@@ -200,7 +200,7 @@ TEST_F(Gateway, MachineIdOfAFailedCallIsWhatTheAgentLeft) {
   EXPECT_STREQ(client.getMachineID(), "0");
 }
 
-TEST_F(Gateway, IdGoesToTheCallersBufferIfThereIsOne) {
+TEST_F(CMxlRmgLibClient, IdGoesToTheCallersBufferIfThereIsOne) {
   CMxlRmgLib client;
   fakeAgent.id = 31;
   fakeAgent.result = 6;
@@ -210,7 +210,7 @@ TEST_F(Gateway, IdGoesToTheCallersBufferIfThereIsOne) {
   EXPECT_EQ(client.GetID(nullptr), 6);
 }
 
-TEST_F(Gateway, RawCallsPassArgumentsAndResults) {
+TEST_F(CMxlRmgLibClient, RawCallsPassArgumentsAndResults) {
   Client client;
   fakeAgent.result = 8;
   int status = 3;
@@ -224,7 +224,7 @@ TEST_F(Gateway, RawCallsPassArgumentsAndResults) {
                                     "Communicate 7 8 9 data detail 1 2 3", "GetStatus 0 3"}));
 }
 
-TEST_F(Gateway, StartedCommunicationIsStoppedOnce) {
+TEST_F(CMxlRmgLibClient, StartedCommunicationIsStoppedOnce) {
   {
     CMxlRmgLib client;
     EXPECT_EQ(client.startCom(), 0);
@@ -246,7 +246,7 @@ TEST_F(Gateway, StartedCommunicationIsStoppedOnce) {
   EXPECT_TRUE(fakeAgent.calls.empty());
 }
 
-TEST_F(Gateway, AFailedStopCountsAsStopped) {
+TEST_F(CMxlRmgLibClient, AFailedStopCountsAsStopped) {
   Client client;
   client.startCom();
   fakeAgent.result = 4;
@@ -254,7 +254,7 @@ TEST_F(Gateway, AFailedStopCountsAsStopped) {
   EXPECT_FALSE(client.m_startedCom);
 }
 
-TEST_F(Gateway, ARefusedStartThrows) {
+TEST_F(CMxlRmgLibClient, ARefusedStartThrows) {
   {
     Client client;
     fakeAgent.result = 7;
@@ -271,7 +271,7 @@ TEST_F(Gateway, ARefusedStartThrows) {
   EXPECT_EQ(fakeAgent.calls, (Calls{"StartComm 0 0"}));
 }
 
-TEST_F(Gateway, ARefusedSecondStartLeavesCommunicationStarted) {
+TEST_F(CMxlRmgLibClient, ARefusedSecondStartLeavesCommunicationStarted) {
   {
     CMxlRmgLib client;
     client.startCom();
@@ -281,13 +281,13 @@ TEST_F(Gateway, ARefusedSecondStartLeavesCommunicationStarted) {
   EXPECT_EQ(fakeAgent.calls, (Calls{"StartComm 0 0", "StartComm 0 0", "StopComm"}));
 }
 
-TEST_F(Gateway, TheBaseExceptionHasTheStandardText) {
+TEST_F(CMxlRmgLibClient, TheBaseExceptionHasTheStandardText) {
   const CMxlRmgLib::CMxlRmgLibException e(3);
   EXPECT_STREQ(e.what(), std::exception().what());
   EXPECT_EQ(e.code(), 3);
 }
 
-TEST_F(Gateway, OnlyTheStartFailureMayLeaveStartCom) {
+TEST_F(CMxlRmgLibClient, OnlyTheStartFailureMayLeaveStartCom) {
   CMxlRmgLib client;
   fakeAgent.before = [] { throw CMxlRmgLib::FailRM_StartCommException(9); };
   EXPECT_THROW(client.startCom(), CMxlRmgLib::FailRM_StartCommException);
@@ -300,7 +300,7 @@ TEST_F(Gateway, OnlyTheStartFailureMayLeaveStartCom) {
   }
 }
 
-TEST_F(Gateway, NothingMayLeaveTheDestructor) {
+TEST_F(CMxlRmgLibClient, NothingMayLeaveTheDestructor) {
   EXPECT_EXIT(
       {
         CMxlRmgLib client;
@@ -310,7 +310,7 @@ TEST_F(Gateway, NothingMayLeaveTheDestructor) {
       testing::KilledBySignal(SIGABRT), "terminate");
 }
 
-TEST_F(Gateway, AnythingMayLeaveTheOtherCalls) {
+TEST_F(CMxlRmgLibClient, AnythingMayLeaveTheOtherCalls) {
   CMxlRmgLib client;
   fakeAgent.before = [] { throw 42; };
   EXPECT_THROW(client.isOperate(), int);
@@ -319,7 +319,7 @@ TEST_F(Gateway, AnythingMayLeaveTheOtherCalls) {
   EXPECT_THROW(client.Communicate(1, 0, 0, nullptr), int);
 }
 
-TEST_F(Gateway, ExchangeFillsTheErrorRecord) {
+TEST_F(CMxlRmgLibClient, ExchangeFillsTheErrorRecord) {
   Client client;
   client.setData({"1", "2", "3", "old message"});
   fakeAgent.result = -79;
@@ -335,7 +335,7 @@ TEST_F(Gateway, ExchangeFillsTheErrorRecord) {
   for (const char byte : client.m_lastSmtpMsg) ASSERT_EQ(byte, 0);
 }
 
-TEST_F(Gateway, AnExchangeThatThrowsLeavesAClearedRecord) {
+TEST_F(CMxlRmgLibClient, AnExchangeThatThrowsLeavesAClearedRecord) {
   CMxlRmgLib client;
   client.setData({"1", "2", "3", "old message"});
   fakeAgent.before = [] { throw 1; };
@@ -346,7 +346,7 @@ TEST_F(Gateway, AnExchangeThatThrowsLeavesAClearedRecord) {
   EXPECT_STREQ(client.getLastSmtpMsg(), "");
 }
 
-TEST_F(Gateway, NotificationsAndDataAreExchanges) {
+TEST_F(CMxlRmgLibClient, NotificationsAndDataAreExchanges) {
   CMxlRmgLib client;
   fakeAgent.result = 2;
   char text[] = "text";
@@ -357,7 +357,7 @@ TEST_F(Gateway, NotificationsAndDataAreExchanges) {
                                     "Communicate 12 0 4 text detail 0 0 0"}));
 }
 
-TEST_F(Gateway, StubsAnswerTheSame) {
+TEST_F(CMxlRmgLibClient, StubsAnswerTheSame) {
   CMxlRmgLib client;
   client.setMailTimeout(3);
   client.setEnv();
@@ -373,7 +373,7 @@ TEST_F(Gateway, StubsAnswerTheSame) {
   }
 }
 
-TEST_F(Gateway, OperationsCallEachOtherThroughTheirSlots) {
+TEST_F(CMxlRmgLibClient, OperationsCallEachOtherThroughTheirSlots) {
   struct Replaced : CMxlRmgLib {
     int RMG_GetStatus(int& status) override {
       status = 0x20000;

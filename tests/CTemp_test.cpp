@@ -22,7 +22,7 @@ struct Temp : CTemp {
   using CTemp::tempFiles;
 };
 
-class TempFiles : public LogTest {
+class CTempFiles : public LogTest {
  protected:
   const char* dir() const { return scratch.path().c_str(); }
 };
@@ -55,7 +55,7 @@ std::string longName(const std::string& dir, size_t length) {
   return dir + std::string(length - dir.size(), '/');
 }
 
-TEST_F(TempFiles, NamesAreCutAt4095Bytes) {
+TEST_F(CTempFiles, NamesAreCutAt4095Bytes) {
   CTemp temp;
   std::string path;
   const auto start = [&] { return logged().empty() ? "" : logged().back().substr(0, 60); };
@@ -74,7 +74,7 @@ TEST_F(TempFiles, NamesAreCutAt4095Bytes) {
   EXPECT_EQ(path.size(), 4096u);
 }
 
-TEST_F(TempFiles, AFileStandsInTmpByDefault) {
+TEST_F(CTempFiles, AFileStandsInTmpByDefault) {
   std::string path;
   {
     CTemp temp;
@@ -89,7 +89,7 @@ TEST_F(TempFiles, AFileStandsInTmpByDefault) {
   EXPECT_FALSE(exists(path));
 }
 
-TEST_F(TempFiles, AFileStandsInTheDirectoryGiven) {
+TEST_F(CTempFiles, AFileStandsInTheDirectoryGiven) {
   CTemp temp;
   std::string path = "before";
   const auto before = openDescriptors();
@@ -101,14 +101,14 @@ TEST_F(TempFiles, AFileStandsInTheDirectoryGiven) {
   EXPECT_EQ(openDescriptors(), before);
 }
 
-TEST_F(TempFiles, AnEmptyPrefixIsAPrefix) {
+TEST_F(CTempFiles, AnEmptyPrefixIsAPrefix) {
   CTemp temp;
   std::string path;
   EXPECT_EQ(temp.getTempFile(path, "", dir(), nullptr), 1);
   expectName(path, scratch.file(""));
 }
 
-TEST_F(TempFiles, ADirectoryIgnoresThePrefix) {
+TEST_F(CTempFiles, ADirectoryIgnoresThePrefix) {
   std::string path;
   const auto before = openDescriptors();
   const int descriptor = lowestFreeDescriptor();
@@ -128,7 +128,7 @@ TEST_F(TempFiles, ADirectoryIgnoresThePrefix) {
   close(descriptor);
 }
 
-TEST_F(TempFiles, DirectoriesHaveMode755LessTheMask) {
+TEST_F(CTempFiles, DirectoriesHaveMode755LessTheMask) {
   expectInChild([&] {
     umask(027);
     Temp temp;
@@ -138,7 +138,7 @@ TEST_F(TempFiles, DirectoriesHaveMode755LessTheMask) {
   });
 }
 
-TEST_F(TempFiles, AMissingDirectoryIsMadeWithItsParents) {
+TEST_F(CTempFiles, AMissingDirectoryIsMadeWithItsParents) {
   CTemp temp;
   std::string path;
   EXPECT_EQ(temp.getTempFile(path, "abc", scratch.file("a/b").c_str(), nullptr), 1);
@@ -152,7 +152,7 @@ TEST_F(TempFiles, AMissingDirectoryIsMadeWithItsParents) {
   EXPECT_TRUE(isDir(scratch.file("c/d")));
 }
 
-TEST_F(TempFiles, EachStepIsTraced) {
+TEST_F(CTempFiles, EachStepIsTraced) {
   traceOn();
   std::string file;
   std::string kept;
@@ -176,7 +176,7 @@ TEST_F(TempFiles, EachStepIsTraced) {
   EXPECT_EQ(newlyLogged("[T](CTemp"), Lines{"[T](CTemp:192):delTempFile:" + kept});
 }
 
-TEST_F(TempFiles, ADirectoryIsTracedWithItsBlankAndNoDescriptor) {
+TEST_F(CTempFiles, ADirectoryIsTracedWithItsBlankAndNoDescriptor) {
   traceOn();
   expectInChild([&] {
     CTemp temp;
@@ -192,14 +192,14 @@ TEST_F(TempFiles, ADirectoryIsTracedWithItsBlankAndNoDescriptor) {
                    "[T](CTemp:192):delTempFile:" + path}));
 }
 
-TEST_F(TempFiles, WithoutTraceASuccessLogsOnlyTheRemoval) {
+TEST_F(CTempFiles, WithoutTraceASuccessLogsOnlyTheRemoval) {
   CTemp temp;
   std::string path;
   temp.getTempFile(path, "abc", dir(), nullptr);
   EXPECT_EQ(newlyLogged(), Lines{});
 }
 
-TEST_F(TempFiles, ANullPrefixFailsTenTimes) {
+TEST_F(CTempFiles, ANullPrefixFailsTenTimes) {
   Temp temp;
   std::string path = "before";
   int fd = -7;
@@ -214,7 +214,7 @@ TEST_F(TempFiles, ANullPrefixFailsTenTimes) {
   EXPECT_TRUE(temp.tempFiles.empty());
 }
 
-TEST_F(TempFiles, OneAttemptLogsOnce) {
+TEST_F(CTempFiles, OneAttemptLogsOnce) {
   Temp temp;
   std::string path;
   EXPECT_EQ(temp.getTemp_sub(path, nullptr, dir(), nullptr, 0), 0);
@@ -224,7 +224,7 @@ TEST_F(TempFiles, OneAttemptLogsOnce) {
   EXPECT_EQ(temp.tempFiles, std::list<std::string>{path});
 }
 
-TEST_F(TempFiles, AnyOtherTypeIsADirectory) {
+TEST_F(CTempFiles, AnyOtherTypeIsADirectory) {
   expectInChild([&] {
     CTemp temp;
     std::string path;
@@ -237,7 +237,7 @@ TEST_F(TempFiles, AnyOtherTypeIsADirectory) {
   });
 }
 
-TEST_F(TempFiles, AFileInTheDirectorysPlaceFailsTenTimes) {
+TEST_F(CTempFiles, AFileInTheDirectorysPlaceFailsTenTimes) {
   writeFile(scratch.file("file"), "");
   const std::string expected =
       "MXL90100L:prefix:" + scratch.file("file") + " already exist and it's file";
@@ -252,7 +252,7 @@ TEST_F(TempFiles, AFileInTheDirectorysPlaceFailsTenTimes) {
   EXPECT_EQ(newlyLogged(), Lines(10, expected));
 }
 
-TEST_F(TempFiles, ALaterAttemptMaySucceed) {
+TEST_F(CTempFiles, ALaterAttemptMaySucceed) {
   // The first attempt's log line waits for the lock; what made it fail is mended meanwhile.
   const std::string place = scratch.file("place");
   writeFile(place, "");
@@ -273,12 +273,12 @@ TEST_F(TempFiles, ALaterAttemptMaySucceed) {
             Lines{"MXL90100L:prefix:" + place + " already exist and it's file"});
 }
 
-TEST_F(TempFiles, OnlyTheDestructorIsVirtual) {
+TEST_F(CTempFiles, OnlyTheDestructorIsVirtual) {
   EXPECT_TRUE((std::has_virtual_destructor_v<CTemp>));
   EXPECT_EQ(sizeof(CTemp), sizeof(void*) + sizeof(std::list<std::string>));
 }
 
-TEST_F(TempFiles, ADirectoryThatCannotBeMadeFailsTenTimes) {
+TEST_F(CTempFiles, ADirectoryThatCannotBeMadeFailsTenTimes) {
   writeFile(scratch.file("file"), "");
   const std::string below = scratch.file("file/below");
   CTemp temp;
@@ -293,7 +293,7 @@ TEST_F(TempFiles, ADirectoryThatCannotBeMadeFailsTenTimes) {
   EXPECT_EQ(newlyLogged(), Lines(10, "MXL90101L:failed to makeDir:"));
 }
 
-TEST_F(TempFiles, ADirectoryWithoutPermissionFailsTenTimes) {
+TEST_F(CTempFiles, ADirectoryWithoutPermissionFailsTenTimes) {
   const std::string closed = scratch.file("closed");
   ASSERT_EQ(mkdir(closed.c_str(), 0555), 0);
   chmod(dir(), 0777);
@@ -315,7 +315,7 @@ TEST_F(TempFiles, ADirectoryWithoutPermissionFailsTenTimes) {
   EXPECT_EQ(newlyLogged(), expected);
 }
 
-TEST_F(TempFiles, ANameOf4096BytesFails) {
+TEST_F(CTempFiles, ANameOf4096BytesFails) {
   const std::string prefix(5000, 'p');
   CTemp temp;
   std::string path;
@@ -324,7 +324,7 @@ TEST_F(TempFiles, ANameOf4096BytesFails) {
                                          scratch.file(prefix) + "XXXXXX"));
 }
 
-TEST_F(TempFiles, ADirectorysNameOf4096BytesFails) {
+TEST_F(CTempFiles, ADirectorysNameOf4096BytesFails) {
   expectInChild([&] {
     // Six of the pattern and the slash are one too many.
     const std::string deep = enterDeepDirectory(dir(), 4090);
@@ -337,7 +337,7 @@ TEST_F(TempFiles, ADirectorysNameOf4096BytesFails) {
   EXPECT_EQ(newlyLogged(), Lines(10, "MXL90102L:failed to mkstemp():Invalid argument"));
 }
 
-TEST_F(TempFiles, AFailureIsTracedAtItsBeginningOnly) {
+TEST_F(CTempFiles, AFailureIsTracedAtItsBeginningOnly) {
   traceOn();
   CTemp temp;
   std::string path;
@@ -350,14 +350,14 @@ TEST_F(TempFiles, AFailureIsTracedAtItsBeginningOnly) {
                    "MXL90100L:prefix:" + scratch.file("file") + " already exist and it's file"}));
 }
 
-TEST_F(TempFiles, OneAttemptMakesAMissingDirectory) {
+TEST_F(CTempFiles, OneAttemptMakesAMissingDirectory) {
   CTemp temp;
   std::string path;
   EXPECT_EQ(temp.getTemp_sub(path, "abc", scratch.file("a/b").c_str(), nullptr, 0), 1);
   EXPECT_EQ(temp.getTemp_sub(path, "abc", scratch.file("c").c_str(), nullptr, 1), 1);
 }
 
-TEST_F(TempFiles, ASlashBehindTheDirectoryStays) {
+TEST_F(CTempFiles, ASlashBehindTheDirectoryStays) {
   CTemp temp;
   std::string path;
   ASSERT_EQ(temp.getTempDir(path, "abc", scratch.file("").c_str()), 1);
@@ -366,7 +366,7 @@ TEST_F(TempFiles, ASlashBehindTheDirectoryStays) {
   expectName(path, scratch.file("/abc"));
 }
 
-TEST_F(TempFiles, AFirstFileThatCannotBeUnlinkedFailsTheDirectory) {
+TEST_F(CTempFiles, AFirstFileThatCannotBeUnlinkedFailsTheDirectory) {
   expectInChild([&] {
     denySystemCalls(kUnlinkCalls, EPERM);
     Temp temp;
@@ -378,7 +378,7 @@ TEST_F(TempFiles, AFirstFileThatCannotBeUnlinkedFailsTheDirectory) {
   EXPECT_EQ(newlyLogged(), Lines(10, "MXL90102L:failed to unlink():Operation not permitted"));
 }
 
-TEST_F(TempFiles, ADirectoryThatCannotBeMadeAtLastFails) {
+TEST_F(CTempFiles, ADirectoryThatCannotBeMadeAtLastFails) {
   expectInChild([&] {
     denySystemCalls(kMkdirCalls, EPERM);
     Temp temp;
@@ -393,7 +393,7 @@ TEST_F(TempFiles, ADirectoryThatCannotBeMadeAtLastFails) {
   EXPECT_EQ(namesIn(dir()), (Lines{"moxel.log", "path"}));
 }
 
-TEST_F(TempFiles, AFailedRenameLeavesTheFileUnderItsFirstName) {
+TEST_F(CTempFiles, AFailedRenameLeavesTheFileUnderItsFirstName) {
   expectInChild([&] {
     denySystemCalls(kRenameCalls, EPERM);
     Temp temp;
@@ -413,7 +413,7 @@ TEST_F(TempFiles, AFailedRenameLeavesTheFileUnderItsFirstName) {
                                  "_:Operation not permitted"});
 }
 
-TEST_F(TempFiles, AFailedRenameClosesWhatTheCallerDidNotWant) {
+TEST_F(CTempFiles, AFailedRenameClosesWhatTheCallerDidNotWant) {
   expectInChild([&] {
     denySystemCalls(kRenameCalls, EPERM);
     CTemp temp;
@@ -427,7 +427,7 @@ TEST_F(TempFiles, AFailedRenameClosesWhatTheCallerDidNotWant) {
 
 // ---- Removal -----------------------------------------------------------------------------------
 
-TEST_F(TempFiles, AreRemovedInTheOrderOfTheirMaking) {
+TEST_F(CTempFiles, AreRemovedInTheOrderOfTheirMaking) {
   Temp temp;
   std::string paths[3];
   for (std::string& path : paths) temp.getTempFile(path, "t", dir(), nullptr);
@@ -447,7 +447,7 @@ TEST_F(TempFiles, AreRemovedInTheOrderOfTheirMaking) {
   EXPECT_EQ(removals, expected);
 }
 
-TEST_F(TempFiles, AStrangersDirectoryIsNotHandedOut) {
+TEST_F(CTempFiles, AStrangersDirectoryIsNotHandedOut) {
   // Whoever watches the directory takes the name between the removal of the file and the making of
   // the directory; once with a directory, once with a link.
   for (const bool asLink : {false, true}) {
@@ -487,7 +487,7 @@ TEST_F(TempFiles, AStrangersDirectoryIsNotHandedOut) {
   }
 }
 
-TEST_F(TempFiles, PathsAreRemovedOneByOneOrAllTogether) {
+TEST_F(CTempFiles, PathsAreRemovedOneByOneOrAllTogether) {
   Temp temp;
   std::string one;
   std::string two;
@@ -511,7 +511,7 @@ TEST_F(TempFiles, PathsAreRemovedOneByOneOrAllTogether) {
   EXPECT_EQ(temp.delTempFile(nullptr), 0);
 }
 
-TEST_F(TempFiles, EqualEntriesAreAllRemoved) {
+TEST_F(CTempFiles, EqualEntriesAreAllRemoved) {
   Temp temp;
   std::string path;
   temp.getTempFile(path, "abc", dir(), nullptr);
@@ -521,7 +521,7 @@ TEST_F(TempFiles, EqualEntriesAreAllRemoved) {
   EXPECT_EQ(temp.tempFiles, std::list<std::string>{scratch.file("other")});
 }
 
-TEST_F(TempFiles, PathsBecomeFilesDirectoriesOrNothing) {
+TEST_F(CTempFiles, PathsBecomeFilesDirectoriesOrNothing) {
   Temp temp;
   std::string path;
   temp.getTempFile(path, "abc", dir(), nullptr);
@@ -536,7 +536,7 @@ TEST_F(TempFiles, PathsBecomeFilesDirectoriesOrNothing) {
   EXPECT_EQ(temp.delTempFile(nullptr), 1);
 }
 
-TEST_F(TempFiles, AShallowPathIsCountedAndStays) {
+TEST_F(CTempFiles, AShallowPathIsCountedAndStays) {
   expectInChild([&] {
     ASSERT_TRUE(enterPrivateNamespace() && mountEmpty("/mnt"));
     Temp temp;
@@ -549,7 +549,7 @@ TEST_F(TempFiles, AShallowPathIsCountedAndStays) {
   });
 }
 
-TEST_F(TempFiles, TheEnvironmentKeepsFiles) {
+TEST_F(CTempFiles, TheEnvironmentKeepsFiles) {
   std::string path;
   for (const char* value : {"1", "0", " "}) {
     const Environment keep("MOXEL_NOT_DEL_TEMP", value);

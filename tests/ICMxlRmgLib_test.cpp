@@ -11,9 +11,9 @@
 
 namespace {
 
-class AgentPath : public testing::Test {
+class ICMxlRmgLibPath : public testing::Test {
  protected:
-  ~AgentPath() override { gVekLibraryPath = m_shipped; }
+  ~ICMxlRmgLibPath() override { gVekLibraryPath = m_shipped; }
 
   bool existsAt(const std::string& path) {
     gVekLibraryPath = path.c_str();
@@ -26,34 +26,34 @@ class AgentPath : public testing::Test {
   const char* m_shipped = gVekLibraryPath;
 };
 
-TEST_F(AgentPath, IsTheUnversionedLibrary) {
+TEST_F(ICMxlRmgLibPath, IsTheUnversionedLibrary) {
   EXPECT_STREQ(gVekLibraryPath, "/opt/ZQRNvek/lib/libvekcom.so");
 }
 
-TEST_F(AgentPath, RegularFilesAndCharacterDevicesCount) {
+TEST_F(ICMxlRmgLibPath, RegularFilesAndCharacterDevicesCount) {
   writeFile(scratch.file("lib"), "");
   EXPECT_TRUE(existsAt(scratch.file("lib")));
   EXPECT_TRUE(existsAt("/dev/null"));
 }
 
-TEST_F(AgentPath, MissingFilesAndDirectoriesDoNot) {
+TEST_F(ICMxlRmgLibPath, MissingFilesAndDirectoriesDoNot) {
   EXPECT_FALSE(existsAt(scratch.file("missing")));
   EXPECT_FALSE(existsAt(scratch.path()));
 }
 
-TEST_F(AgentPath, SocketsDoNot) {
+TEST_F(ICMxlRmgLibPath, SocketsDoNot) {
   makeSocket(scratch.file("socket"));
   EXPECT_FALSE(existsAt(scratch.file("socket")));
 }
 
-TEST_F(AgentPath, BlockDevicesDoNot) {
+TEST_F(ICMxlRmgLibPath, BlockDevicesDoNot) {
   if (mknod(scratch.file("block").c_str(), S_IFBLK | 0600, makedev(7, 0)) != 0) {
     GTEST_SKIP() << "only root can make a block device";
   }
   EXPECT_FALSE(existsAt(scratch.file("block")));
 }
 
-TEST_F(AgentPath, InstallationTestKeepsItsResult) {
+TEST_F(ICMxlRmgLibPath, InstallationTestKeepsItsResult) {
   struct Client : ICMxlRmgLib {
     bool kept() const { return m_installed; }
     int reserved() const { return m_reserved; }

@@ -24,7 +24,7 @@ struct Bridge : ResourceBridgeImpFile {
   using ResourceBridgeImpFile::messages;
 };
 
-class MessageFile : public testing::Test {
+class ResourceBridgeImpFileTexts : public testing::Test {
  protected:
   // Loads a file of this content; what went to standard error is kept.
   int load(const std::string& content) {
@@ -43,14 +43,14 @@ class MessageFile : public testing::Test {
   std::string errors;
 };
 
-TEST(ResourceBridge, SlotsStandInTheirOrder) {
+TEST(ResourceBridgeImpFile, SlotsStandInTheirOrder) {
   EXPECT_EQ(slotOf(&ResourceBridge::load), 2u);
   EXPECT_EQ(slotOf<const char* (ResourceBridge::*)(int)>(&ResourceBridge::getText), 3u);
   EXPECT_EQ(slotOf<const char* (ResourceBridge::*)(const char*)>(&ResourceBridge::getText), 4u);
   EXPECT_EQ(slotOf(&ResourceBridge::getTextOrg), 5u);
 }
 
-TEST_F(MessageFile, LinesHaveIdAndText) {
+TEST_F(ResourceBridgeImpFileTexts, LinesHaveIdAndText) {
   EXPECT_EQ(load("MXL10000I\tHello\nMXL10001E\tfailed(%s) %d\nMXL10002I\tlast"), 0);
   EXPECT_EQ(errors, "");
   EXPECT_STREQ(bridge.getText("MXL10000I"), "Hello");
@@ -59,7 +59,7 @@ TEST_F(MessageFile, LinesHaveIdAndText) {
   EXPECT_EQ(bridge.messages.size(), 3u);
 }
 
-TEST_F(MessageFile, TextsAreTakenAsTheyStand) {
+TEST_F(ResourceBridgeImpFileTexts, TextsAreTakenAsTheyStand) {
   EXPECT_EQ(load("  MXL10000I\t a  b \t c  \r\n"
                  "MXL10001I\t\xa4\xa2\xa4\xa4\n"
                  "abcdefghi\tany nine characters\n"
@@ -71,29 +71,29 @@ TEST_F(MessageFile, TextsAreTakenAsTheyStand) {
   EXPECT_STREQ(bridge.getText("abcdefghi"), "any nine characters");
 }
 
-TEST_F(MessageFile, BackslashAndNAreABlankAndALineFeed) {
+TEST_F(ResourceBridgeImpFileTexts, BackslashAndNAreABlankAndALineFeed) {
   EXPECT_EQ(load("MXL10000I\tHello\\nWorld\nMXL10001I\t\\n\\\\n\\x\\N\\n\n"), 0);
   EXPECT_STREQ(bridge.getText("MXL10000I"), "Hello \nWorld");
   EXPECT_STREQ(bridge.getText("MXL10001I"), " \n\\ \n\\x\\N \n");
 }
 
-TEST_F(MessageFile, CommentsAndEmptyLinesAreSkipped) {
+TEST_F(ResourceBridgeImpFileTexts, CommentsAndEmptyLinesAreSkipped) {
   EXPECT_EQ(load("# comment\n\n   \t \nMXL10000I\ttext # note\n  # MXL10001I\tno\n"), 0);
   EXPECT_STREQ(bridge.getText("MXL10000I"), "text");
   EXPECT_EQ(bridge.messages.size(), 1u);
 }
 
-TEST_F(MessageFile, ALaterLineReplacesAnEarlierOne) {
+TEST_F(ResourceBridgeImpFileTexts, ALaterLineReplacesAnEarlierOne) {
   EXPECT_EQ(load("MXL10000I\tone\nMXL10000I\ttwo\n"), 0);
   EXPECT_STREQ(bridge.getText("MXL10000I"), "two");
 }
 
-TEST_F(MessageFile, AnEmptyFileHasNoTexts) {
+TEST_F(ResourceBridgeImpFileTexts, AnEmptyFileHasNoTexts) {
   EXPECT_EQ(load(""), 0);
   EXPECT_TRUE(bridge.messages.empty());
 }
 
-TEST_F(MessageFile, LinesOfAnotherFormEndTheReading) {
+TEST_F(ResourceBridgeImpFileTexts, LinesOfAnotherFormEndTheReading) {
   const std::string good = "MXL10000I\tgood\n";
   for (const char* bad :
        {"MXL10000I text", "MXL1000I\ttext", "MXL10000II\ttext", "MXL10000I \ttext", "\ttext",
@@ -109,7 +109,7 @@ TEST_F(MessageFile, LinesOfAnotherFormEndTheReading) {
   }
 }
 
-TEST_F(MessageFile, TextsHave256CharactersAtMost) {
+TEST_F(ResourceBridgeImpFileTexts, TextsHave256CharactersAtMost) {
   const std::string longest(256, 'x');
   EXPECT_EQ(load("MXL10000I\t" + longest + "\n"), 0);
   EXPECT_EQ(bridge.getText("MXL10000I"), longest);
@@ -120,7 +120,7 @@ TEST_F(MessageFile, TextsHave256CharactersAtMost) {
   EXPECT_EQ(load("MXL10000I\t" + std::string(255, 'x') + "\\n\n"), -1);
 }
 
-TEST_F(MessageFile, LongLinesAreReadInPiecesOf511Bytes) {
+TEST_F(ResourceBridgeImpFileTexts, LongLinesAreReadInPiecesOf511Bytes) {
   // Blanks up to the end of the first piece; the second piece is a line of its own.
   const std::string first = "MXL10000I\ttext";
   EXPECT_EQ(load(first + std::string(511 - first.size(), ' ') + "MXL10001I\tpiece\n"), 0);
@@ -131,12 +131,12 @@ TEST_F(MessageFile, LongLinesAreReadInPiecesOf511Bytes) {
   EXPECT_EQ(load(first + std::string(512 - first.size(), ' ') + "MXL10001I\tpiece\n"), 0);
 }
 
-TEST_F(MessageFile, AFileThatCannotBeOpened) {
+TEST_F(ResourceBridgeImpFileTexts, AFileThatCannotBeOpened) {
   EXPECT_EQ(loadFile(scratch.file("missing")), -1);
   EXPECT_EQ(errors, "message file open error " + scratch.file("missing") + "\n");
 }
 
-TEST_F(MessageFile, LoadingLeavesNoDescriptor) {
+TEST_F(ResourceBridgeImpFileTexts, LoadingLeavesNoDescriptor) {
   const auto before = openDescriptors();
   load("MXL10000I\ttext\n");
   load("wrong\n");
@@ -144,7 +144,7 @@ TEST_F(MessageFile, LoadingLeavesNoDescriptor) {
   EXPECT_EQ(openDescriptors(), before);
 }
 
-TEST_F(MessageFile, LookUpsEnterWhatIsNotThere) {
+TEST_F(ResourceBridgeImpFileTexts, LookUpsEnterWhatIsNotThere) {
   load("MXL10000I\ttext\n");
   EXPECT_STREQ(bridge.getText("MXL99999E"), "");
   EXPECT_EQ(bridge.messages.size(), 2u);
@@ -153,7 +153,7 @@ TEST_F(MessageFile, LookUpsEnterWhatIsNotThere) {
   EXPECT_EQ(bridge.messages.size(), 2u);
 }
 
-TEST_F(MessageFile, NumbersAndOriginalsAreEmpty) {
+TEST_F(ResourceBridgeImpFileTexts, NumbersAndOriginalsAreEmpty) {
   load("MXL10000I\ttext\n");
   EXPECT_STREQ(bridge.getText(0), "");
   EXPECT_STREQ(bridge.getTextOrg("MXL10000I"), "");
@@ -161,7 +161,7 @@ TEST_F(MessageFile, NumbersAndOriginalsAreEmpty) {
   EXPECT_EQ(bridge.messages.size(), 1u);
 }
 
-TEST_F(MessageFile, TheLanguageChoosesTheFile) {
+TEST_F(ResourceBridgeImpFileTexts, TheLanguageChoosesTheFile) {
   struct {
     const char* lang;
     const char* environment;
@@ -204,7 +204,7 @@ TEST_F(MessageFile, TheLanguageChoosesTheFile) {
   });
 }
 
-TEST_F(MessageFile, TheDefaultFilesAreNamedWhenTheyAreMissing) {
+TEST_F(ResourceBridgeImpFileTexts, TheDefaultFilesAreNamedWhenTheyAreMissing) {
   expectInChild([&] {
     ASSERT_TRUE(enterPrivateNamespace() && mountEmpty("/opt"));
     EXPECT_EQ(loadFile("", "C"), -1);

@@ -21,7 +21,7 @@ namespace {
 
 constexpr const char* kNull = nullptr;
 
-class Catalogue : public testing::Test {
+class ResourceBridgeImpGettextCatalogue : public testing::Test {
  protected:
   // The texts of all rows in a locale, by number, one behind the other; with the catalogue that the
   // build has made, or without any.
@@ -93,13 +93,13 @@ class Catalogue : public testing::Test {
   Scratch scratch;
 };
 
-TEST_F(Catalogue, WithoutACatalogueTheTextsAreTheTables) {
+TEST_F(ResourceBridgeImpGettextCatalogue, WithoutACatalogueTheTextsAreTheTables) {
   EXPECT_EQ(texts("C", false), untranslated());
   EXPECT_EQ(texts("C", true), untranslated()) << "the C locale has no translations";
   EXPECT_EQ(texts("ja_JP.eucJP", false), untranslated());
 }
 
-TEST_F(Catalogue, JapaneseTextsHaveTheCodeSetOfTheLocale) {
+TEST_F(ResourceBridgeImpGettextCatalogue, JapaneseTextsHaveTheCodeSetOfTheLocale) {
   const std::string eucjp = texts("ja_JP.eucJP", true);
   const std::string utf8 = texts("ja_JP.UTF-8", true);
   EXPECT_EQ(utf8, inUtf8(eucjp));
@@ -112,7 +112,7 @@ TEST_F(Catalogue, JapaneseTextsHaveTheCodeSetOfTheLocale) {
   EXPECT_NE(eucjp.find(gMsgTable[252].text), std::string::npos);
 }
 
-TEST_F(Catalogue, EveryRowIsTranslated) {
+TEST_F(ResourceBridgeImpGettextCatalogue, EveryRowIsTranslated) {
   const std::string eucjp = texts("ja_JP.eucJP", true);
   size_t begin = 0;
   for (const MSG_TABLE* row = gMsgTable; row->number != kMsgTableEnd; ++row) {

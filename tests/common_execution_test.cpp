@@ -27,7 +27,7 @@ namespace {
 
 using List = std::list<std::string>;
 
-class Execution : public LogTest {
+class CommonExecution : public LogTest {
  protected:
   // Runs without an error list.
   int run(const std::string& command, int maxLines = -1) {
@@ -43,7 +43,7 @@ class Execution : public LogTest {
 
 // ---- execGetLines: output ----------------------------------------------------------------------
 
-TEST_F(Execution, CapturesLinesAndTheExitCode) {
+TEST_F(CommonExecution, CapturesLinesAndTheExitCode) {
   EXPECT_EQ(run("echo one; echo two"), 0);
   EXPECT_EQ(out, (List{"one", "two"}));
   EXPECT_EQ(run("exit 3"), 3);
@@ -52,14 +52,14 @@ TEST_F(Execution, CapturesLinesAndTheExitCode) {
   EXPECT_EQ(out, List{"a"});
 }
 
-TEST_F(Execution, ANullCommandTouchesNothing) {
+TEST_F(CommonExecution, ANullCommandTouchesNothing) {
   EXPECT_EQ(execGetLines(out, nullptr, -1, &err, -1), -1);
   EXPECT_EQ(out, List{"old"});
   EXPECT_EQ(err, List{"old"});
   EXPECT_EQ(logged(), Lines{"[I](common:1355):invalid param"});
 }
 
-TEST_F(Execution, LineEndsAreRemoved) {
+TEST_F(CommonExecution, LineEndsAreRemoved) {
   struct {
     const char* text;
     List lines;
@@ -86,7 +86,7 @@ TEST_F(Execution, LineEndsAreRemoved) {
   }
 }
 
-TEST_F(Execution, LongLinesArriveInPiecesOf1023Bytes) {
+TEST_F(CommonExecution, LongLinesArriveInPiecesOf1023Bytes) {
   const auto text = [](size_t length) { return std::string(length, 'x'); };
   struct {
     size_t length;
@@ -111,7 +111,7 @@ TEST_F(Execution, LongLinesArriveInPiecesOf1023Bytes) {
   }
 }
 
-TEST_F(Execution, PiecesDoNotDependOnHowTheBytesArrive) {
+TEST_F(CommonExecution, PiecesDoNotDependOnHowTheBytesArrive) {
   // Each byte in a write of its own, the writer waiting for nobody.
   EXPECT_EQ(run("for i in 1 2 3 4 5; do printf a; printf b; printf '\\r'; printf '\\n'; done"), 0);
   EXPECT_EQ(out, List(5, "ab"));
@@ -123,7 +123,7 @@ TEST_F(Execution, PiecesDoNotDependOnHowTheBytesArrive) {
   EXPECT_EQ(out.back().size(), 300000u - 293 * 1023);
 }
 
-TEST_F(Execution, TheLimitStopsTheKeepingNotTheReading) {
+TEST_F(CommonExecution, TheLimitStopsTheKeepingNotTheReading) {
   const std::string five = "for i in 1 2 3 4 5; do echo $i; done; ";
   EXPECT_EQ(run(five + "exit 4", 2), 4);
   EXPECT_EQ(out, (List{"1", "2"}));
@@ -141,14 +141,14 @@ TEST_F(Execution, TheLimitStopsTheKeepingNotTheReading) {
   EXPECT_EQ(out.size(), 2u);
 }
 
-TEST_F(Execution, TheCommandIsTheShellsOneArgument) {
+TEST_F(CommonExecution, TheCommandIsTheShellsOneArgument) {
   EXPECT_EQ(run("printf '%s|' \"$0\" \"$#\" 'a b' \"x;y\" $((1+2))"), 0);
   EXPECT_EQ(out, List{"/bin/sh|0|a b|x;y|3|"});
   EXPECT_EQ(run(""), 0);
   EXPECT_EQ(out, List{});
 }
 
-TEST_F(Execution, InheritsEnvironmentDirectoryAndInput) {
+TEST_F(CommonExecution, InheritsEnvironmentDirectoryAndInput) {
   expectInChild([&] {
     setenv("MOXEL_TEST_VALUE", "value", 1);
     ASSERT_EQ(chdir(scratch.path().c_str()), 0);
@@ -161,19 +161,19 @@ TEST_F(Execution, InheritsEnvironmentDirectoryAndInput) {
 
 // ---- execGetLines: results ---------------------------------------------------------------------
 
-TEST_F(Execution, TheShellsOwnCodesAreResults) {
+TEST_F(CommonExecution, TheShellsOwnCodesAreResults) {
   EXPECT_EQ(run("/no/such/command"), 127);
   writeFile(scratch.file("script"), "echo a\n", 0644);
   EXPECT_EQ(run(scratch.file("script")), 126);
 }
 
-TEST_F(Execution, ASignalIsAFailureThatKeepsTheOutput) {
+TEST_F(CommonExecution, ASignalIsAFailureThatKeepsTheOutput) {
   EXPECT_EQ(run("echo before; kill -9 $$"), -1);
   EXPECT_EQ(out, List{"before"});
   EXPECT_EQ(run("kill -15 $$"), -1);
 }
 
-TEST_F(Execution, AShellThatCannotBeStartedGivesOne) {
+TEST_F(CommonExecution, AShellThatCannotBeStartedGivesOne) {
   const std::string tooLong(200000, ':');
   EXPECT_EQ(runBoth(tooLong), 1);
   EXPECT_EQ(out, List{});
@@ -184,7 +184,7 @@ TEST_F(Execution, AShellThatCannotBeStartedGivesOne) {
   EXPECT_NE(lines[0].find(",wstat=00000100"), std::string::npos) << lines[0];
 }
 
-TEST_F(Execution, AFailedExecEndsTheChildByAnOrdinaryExit) {
+TEST_F(CommonExecution, AFailedExecEndsTheChildByAnOrdinaryExit) {
   const std::string output = scratch.file("output");
   expectInChild([&] {
     const int old = dup(STDOUT_FILENO);
@@ -208,7 +208,7 @@ TEST_F(Execution, AFailedExecEndsTheChildByAnOrdinaryExit) {
   EXPECT_EQ(readFile(scratch.file("exit handler")), "ran");
 }
 
-TEST_F(Execution, WhatTheCallersExitPrintsIsNoOutputOfAFailedExec) {
+TEST_F(CommonExecution, WhatTheCallersExitPrintsIsNoOutputOfAFailedExec) {
   const std::string output = scratch.file("output");
   expectInChild([&] {
     const int old = dup(STDOUT_FILENO);
@@ -239,7 +239,7 @@ TEST_F(Execution, WhatTheCallersExitPrintsIsNoOutputOfAFailedExec) {
   EXPECT_EQ(readFile(output), "pending");
 }
 
-TEST_F(Execution, AFailedExecGivesNoLinesWithoutANullDeviceEither) {
+TEST_F(CommonExecution, AFailedExecGivesNoLinesWithoutANullDeviceEither) {
   expectInChild([&] {
     ASSERT_TRUE(enterPrivateNamespace() && mountEmpty("/dev"));
     printf("pending");
@@ -251,7 +251,7 @@ TEST_F(Execution, AFailedExecGivesNoLinesWithoutANullDeviceEither) {
   });
 }
 
-TEST_F(Execution, WithoutAChildTheErrorFileStays) {
+TEST_F(CommonExecution, WithoutAChildTheErrorFileStays) {
   // Removing it takes a child as well.
   expectInChild([&] {
     ASSERT_TRUE(enterPrivateNamespace() && mountEmpty("/tmp"));
@@ -265,7 +265,7 @@ TEST_F(Execution, WithoutAChildTheErrorFileStays) {
   });
 }
 
-TEST_F(Execution, WithoutDescriptorsThereIsNoPipe) {
+TEST_F(CommonExecution, WithoutDescriptorsThereIsNoPipe) {
   expectInChild([&] {
     // The sanitizers need a pipe when they first meet a class.
     runBoth("echo a; echo b >&2");
@@ -283,7 +283,7 @@ TEST_F(Execution, WithoutDescriptorsThereIsNoPipe) {
   for (const std::string& line : lines) EXPECT_EQ(line.find("mkstemp"), std::string::npos) << line;
 }
 
-TEST_F(Execution, WithoutProcessesThereIsNoChild) {
+TEST_F(CommonExecution, WithoutProcessesThereIsNoChild) {
   expectInChild([&] {
     const auto before = openDescriptors();
     denySystemCalls(kForkCalls, EAGAIN);
@@ -295,7 +295,7 @@ TEST_F(Execution, WithoutProcessesThereIsNoChild) {
   EXPECT_EQ(logged(), Lines{"MXL90005L:failed to exec(Resource temporarily unavailable):echo a"});
 }
 
-TEST_F(Execution, WithoutAChildTheErrorFileIsReadAllTheSame) {
+TEST_F(CommonExecution, WithoutAChildTheErrorFileIsReadAllTheSame) {
   // A file without any permission: the attempt to read it shows. It cannot be removed without a
   // child, so it is kept at once.
   const Environment keep("MOXEL_NOT_DEL_TEMP", "1");
@@ -320,7 +320,7 @@ TEST_F(Execution, WithoutAChildTheErrorFileIsReadAllTheSame) {
   EXPECT_EQ(unlink(file.c_str()), 0) << file;
 }
 
-TEST_F(Execution, AnErrorFileThatCannotBeRenamedIsNone) {
+TEST_F(CommonExecution, AnErrorFileThatCannotBeRenamedIsNone) {
   expectInChild([&] {
     denySystemCalls(kRenameCalls, EPERM);
     EXPECT_EQ(runBoth("echo lost >&2; echo a"), 0);
@@ -338,7 +338,7 @@ TEST_F(Execution, AnErrorFileThatCannotBeRenamedIsNone) {
   }
 }
 
-TEST_F(Execution, AStatusThatCannotBeHadIsAFailure) {
+TEST_F(CommonExecution, AStatusThatCannotBeHadIsAFailure) {
   expectInChild([&] {
     signal(SIGCHLD, SIG_IGN);
     EXPECT_EQ(run("echo a"), -1);
@@ -349,7 +349,7 @@ TEST_F(Execution, AStatusThatCannotBeHadIsAFailure) {
   EXPECT_NE(lines[0].find(",wstat=ffffffff"), std::string::npos) << lines[0];
 }
 
-TEST_F(Execution, SignalsInterruptNeitherReadingNorWaiting) {
+TEST_F(CommonExecution, SignalsInterruptNeitherReadingNorWaiting) {
   expectInChild([&] {
     // Each signal has been handled when the command sends the next.
     static volatile sig_atomic_t signals;
@@ -375,7 +375,7 @@ TEST_F(Execution, SignalsInterruptNeitherReadingNorWaiting) {
   });
 }
 
-TEST_F(Execution, ExhaustedMemoryLeavesNoChildAndNoDescriptor) {
+TEST_F(CommonExecution, ExhaustedMemoryLeavesNoChildAndNoDescriptor) {
   const auto before = openDescriptors();
   const std::string line(900, 'x');
   {
@@ -388,7 +388,7 @@ TEST_F(Execution, ExhaustedMemoryLeavesNoChildAndNoDescriptor) {
   EXPECT_FALSE(hasChildren());
 }
 
-TEST_F(Execution, LeavesNoDescriptorAndNoChild) {
+TEST_F(CommonExecution, LeavesNoDescriptorAndNoChild) {
   const auto before = openDescriptors();
   run("echo a");
   run("exit 1");
@@ -400,7 +400,7 @@ TEST_F(Execution, LeavesNoDescriptorAndNoChild) {
   EXPECT_FALSE(hasChildren());
 }
 
-TEST_F(Execution, TheChildHasNoDescriptorOfTheCall) {
+TEST_F(CommonExecution, TheChildHasNoDescriptorOfTheCall) {
   // All that this process has, less descriptor 2; the pipe is on 1 only.
   const size_t before = openDescriptors().size();
   ASSERT_EQ(run("ls /proc/$$/fd; true"), 0);
@@ -412,14 +412,14 @@ TEST_F(Execution, TheChildHasNoDescriptorOfTheCall) {
 const char* const kDescriptors =
     "for fd in 0 1 2; do if [ -e /proc/$$/fd/$fd ]; then echo $fd; fi; done";
 
-TEST_F(Execution, WithoutAnErrorListDescriptor2IsClosed) {
+TEST_F(CommonExecution, WithoutAnErrorListDescriptor2IsClosed) {
   EXPECT_EQ(run(kDescriptors), 0);
   EXPECT_EQ(out, (List{"0", "1"}));
   EXPECT_EQ(run("echo lost >&2 && echo written"), 2) << "the shell's own code for a closed one";
   EXPECT_EQ(out, List{});
 }
 
-TEST_F(Execution, AnErrorListReceivesTheErrorOutput) {
+TEST_F(CommonExecution, AnErrorListReceivesTheErrorOutput) {
   EXPECT_EQ(runBoth("echo a; echo b >&2; echo c; echo d >&2; exit 5"), 5);
   EXPECT_EQ(out, (List{"a", "c"}));
   EXPECT_EQ(err, (List{"b", "d"}));
@@ -428,7 +428,7 @@ TEST_F(Execution, AnErrorListReceivesTheErrorOutput) {
   EXPECT_EQ(err, List{});
 }
 
-TEST_F(Execution, TheErrorListHasALimitOfItsOwn) {
+TEST_F(CommonExecution, TheErrorListHasALimitOfItsOwn) {
   const char* command = "for i in 1 2 3; do echo $i >&2; done";
   EXPECT_EQ(runBoth(command, 2), 0);
   EXPECT_EQ(err, (List{"1", "2"}));
@@ -440,13 +440,13 @@ TEST_F(Execution, TheErrorListHasALimitOfItsOwn) {
   EXPECT_EQ(err, (List{std::string(1023, 'x'), std::string(977, 'x') + "y"}));
 }
 
-TEST_F(Execution, MuchErrorOutputBlocksNobody) {
+TEST_F(CommonExecution, MuchErrorOutputBlocksNobody) {
   EXPECT_EQ(runBoth("head -c 2000000 /dev/zero | tr '\\0' '\\n' >&2; echo done"), 0);
   EXPECT_EQ(out, List{"done"});
   EXPECT_EQ(err.size(), 2000000u);
 }
 
-TEST_F(Execution, TheErrorFileIsATemporaryOne) {
+TEST_F(CommonExecution, TheErrorFileIsATemporaryOne) {
   EXPECT_EQ(runBoth("readlink /proc/$$/fd/2"), 0);
   ASSERT_EQ(out.size(), 1u);
   EXPECT_EQ(out.front().substr(0, 17), "/tmp/execGetLines");
@@ -459,7 +459,7 @@ TEST_F(Execution, TheErrorFileIsATemporaryOne) {
   EXPECT_EQ(unlink(out.front().c_str()), 0);
 }
 
-TEST_F(Execution, OutputAndErrorsArriveWhicheverDescriptorsTheCallerHasClosed) {
+TEST_F(CommonExecution, OutputAndErrorsArriveWhicheverDescriptorsTheCallerHasClosed) {
   for (int closed = 0; closed < 8; ++closed) {
     SCOPED_TRACE(closed);
     expectInChild([&] {
@@ -483,7 +483,7 @@ TEST_F(Execution, OutputAndErrorsArriveWhicheverDescriptorsTheCallerHasClosed) {
   }
 }
 
-TEST_F(Execution, WithoutATemporaryFileTheErrorListStaysEmpty) {
+TEST_F(CommonExecution, WithoutATemporaryFileTheErrorListStaysEmpty) {
   chmod(scratch.path().c_str(), 0777);
   expectInChild([&] {
     // The log must stay writable.
@@ -506,7 +506,7 @@ TEST_F(Execution, WithoutATemporaryFileTheErrorListStaysEmpty) {
   });
 }
 
-TEST_F(Execution, AnErrorFileThatCannotBeOpenedIsReportedByChildAndParent) {
+TEST_F(CommonExecution, AnErrorFileThatCannotBeOpenedIsReportedByChildAndParent) {
   // Made without any permission, the file can be opened again by nobody but root.
   chmod(scratch.path().c_str(), 0777);
   writeFile(logPath(), "", 0666);
@@ -531,7 +531,7 @@ TEST_F(Execution, AnErrorFileThatCannotBeOpenedIsReportedByChildAndParent) {
   EXPECT_EQ(lines[3].pid, lines[1].pid);
 }
 
-TEST_F(Execution, AnErrorFileThatIsGoneAfterwardsIsReported) {
+TEST_F(CommonExecution, AnErrorFileThatIsGoneAfterwardsIsReported) {
   EXPECT_EQ(runBoth("f=$(readlink /proc/$$/fd/2); echo $f; echo lost >&2; rm $f; exit 4"), 4);
   ASSERT_EQ(out.size(), 1u);
   EXPECT_EQ(err, List{});
@@ -541,19 +541,19 @@ TEST_F(Execution, AnErrorFileThatIsGoneAfterwardsIsReported) {
 
 // ---- execGetLines: log -------------------------------------------------------------------------
 
-TEST_F(Execution, EveryChildLeavesTwoLines) {
+TEST_F(CommonExecution, EveryChildLeavesTwoLines) {
   run("echo $$; exit 3");
   EXPECT_EQ(logged(), (Lines{"MXL90004L:pid=" + out.front() + ",wstat=00000300",
                              "MXL90004L:com=echo $$; exit 3"}));
 }
 
-TEST_F(Execution, ASignalShowsInTheWaitStatus) {
+TEST_F(CommonExecution, ASignalShowsInTheWaitStatus) {
   run("echo $$; kill -9 $$");
   EXPECT_EQ(newlyLogged("MXL90004L:pid"),
             Lines{"MXL90004L:pid=" + out.front() + ",wstat=00000009"});
 }
 
-TEST_F(Execution, TraceShowsTheCallAndTheStatus) {
+TEST_F(CommonExecution, TraceShowsTheCallAndTheStatus) {
   traceOn();
   run("echo $$; exit 2", 7);
   EXPECT_EQ(logged(),
@@ -564,14 +564,14 @@ TEST_F(Execution, TraceShowsTheCallAndTheStatus) {
                    "[T](common:575):  WIFSTOPPED:0    WSTOPSIG:2"}));
 }
 
-TEST_F(Execution, CommandsWithPercentSignsAreLoggedAsTheyStand) {
+TEST_F(CommonExecution, CommandsWithPercentSignsAreLoggedAsTheyStand) {
   run("true '%s%n%d'");
   EXPECT_EQ(logged().back(), "MXL90004L:com=true '%s%n%d'");
 }
 
 // ---- exitStatus --------------------------------------------------------------------------------
 
-TEST_F(Execution, WaitStatusesAreDecoded) {
+TEST_F(CommonExecution, WaitStatusesAreDecoded) {
   traceOn();
   struct {
     int wstat;
@@ -625,7 +625,7 @@ TEST_F(Execution, WaitStatusesAreDecoded) {
 
 // ---- execGetLine -------------------------------------------------------------------------------
 
-TEST_F(Execution, OneLineIsKeptAndTheExitCodeGiven) {
+TEST_F(CommonExecution, OneLineIsKeptAndTheExitCodeGiven) {
   char line[1024] = "old";
   EXPECT_EQ(execGetLine("echo one; echo two; exit 3", line), 3);
   EXPECT_STREQ(line, "one");
@@ -643,7 +643,7 @@ TEST_F(Execution, OneLineIsKeptAndTheExitCodeGiven) {
   EXPECT_EQ(logged(), Lines{});
 }
 
-TEST_F(Execution, OneLinesFailures) {
+TEST_F(CommonExecution, OneLinesFailures) {
   char line[1024] = "old";
   EXPECT_EQ(execGetLine(nullptr, line), -1);
   EXPECT_STREQ(line, "old");
@@ -666,7 +666,7 @@ TEST_F(Execution, OneLinesFailures) {
   EXPECT_EQ(logged(), Lines{});
 }
 
-TEST_F(Execution, OneLineLeavesNoDescriptorAndNoChild) {
+TEST_F(CommonExecution, OneLineLeavesNoDescriptorAndNoChild) {
   const auto before = openDescriptors();
   char line[1024];
   execGetLine("echo a", line);

@@ -16,7 +16,7 @@
 
 namespace {
 
-class Trees : public LogTest {
+class CommonFiles : public LogTest {
  protected:
   // A tree to be removed, two levels below the scratch directory's own content.
   std::string tree() const { return scratch.file("tree"); }
@@ -25,7 +25,7 @@ class Trees : public LogTest {
 
 // ---- isAllowDelete -----------------------------------------------------------------------------
 
-TEST_F(Trees, ShallowPathsAreRefused) {
+TEST_F(CommonFiles, ShallowPathsAreRefused) {
   for (const char* path : {"/", "//", "/tmp", "/tmp/", "/usr", "/usr/local", "/usr/local/",
                            "/usr//local", "/usr/./local", "/tmp/..", "/tmp/x/..", "/a/b/c/..",
                            "/tmp/../usr", "/..", "/../tmp/x", "/../a/b/c", "/tmpx/a"}) {
@@ -34,7 +34,7 @@ TEST_F(Trees, ShallowPathsAreRefused) {
   }
 }
 
-TEST_F(Trees, DeeperPathsAndTheInsideOfTmpAreAllowed) {
+TEST_F(CommonFiles, DeeperPathsAndTheInsideOfTmpAreAllowed) {
   for (const char* path :
        {"/tmp/a", "/tmp/a/b", "/tmp/a/b/c", "/tmp/./a", "/x/../tmp/a", "/usr/local/x", "/a/b/c/d",
         "/a/b/../c/d", "//a//b//c//", "/usr/tmp/x", "/tmpx/a/b", "/../tmp/x/y/z"}) {
@@ -43,7 +43,7 @@ TEST_F(Trees, DeeperPathsAndTheInsideOfTmpAreAllowed) {
   EXPECT_EQ(logged(), Lines{});
 }
 
-TEST_F(Trees, RelativePathsAreJudgedFromTheWorkingDirectory) {
+TEST_F(CommonFiles, RelativePathsAreJudgedFromTheWorkingDirectory) {
   expectInChild([&] {
     ASSERT_EQ(chdir("/usr"), 0);
     EXPECT_EQ(isAllowDelete("a"), 0);
@@ -63,12 +63,12 @@ TEST_F(Trees, RelativePathsAreJudgedFromTheWorkingDirectory) {
 
 // ---- removeFiles -------------------------------------------------------------------------------
 
-TEST_F(Trees, ANullPathIsNotRemoved) {
+TEST_F(CommonFiles, ANullPathIsNotRemoved) {
   EXPECT_EQ(removeFiles(nullptr, 1), -1);
   EXPECT_EQ(logged(), Lines{"[I](common:519):invalid param"});
 }
 
-TEST_F(Trees, ARefusalIsNoFailure) {
+TEST_F(CommonFiles, ARefusalIsNoFailure) {
   expectInChild([] {
     ASSERT_TRUE(enterPrivateNamespace() && mountEmpty("/mnt"));
     writeFile("/mnt/file", "");
@@ -82,7 +82,7 @@ TEST_F(Trees, ARefusalIsNoFailure) {
                              "MXL90008L:/mnt/file too shallow to delete"}));
 }
 
-TEST_F(Trees, TheEmptyPathIsNotTheWorkingDirectory) {
+TEST_F(CommonFiles, TheEmptyPathIsNotTheWorkingDirectory) {
   makeTree();
   writeFile(tree() + "/file", "");
   expectInChild([&] {
@@ -94,7 +94,7 @@ TEST_F(Trees, TheEmptyPathIsNotTheWorkingDirectory) {
   EXPECT_EQ(logged(), Lines(2, "MXL90008L: too shallow to delete"));
 }
 
-TEST_F(Trees, OneFileIsUnlinked) {
+TEST_F(CommonFiles, OneFileIsUnlinked) {
   writeFile(tree(), "");
   EXPECT_EQ(removeFiles(tree().c_str(), 0), 0);
   EXPECT_FALSE(exists(tree()));
@@ -108,7 +108,7 @@ TEST_F(Trees, OneFileIsUnlinked) {
   EXPECT_EQ(logged(), Lines{});
 }
 
-TEST_F(Trees, ATreeIsRemovedChildrenFirst) {
+TEST_F(CommonFiles, ATreeIsRemovedChildrenFirst) {
   makeTree("/a/b/c");
   for (const char* name : {"/file", "/a/file", "/a.file", "/a-", "/a/b/c/file", "/z"}) {
     writeFile(tree() + name, "");
@@ -125,7 +125,7 @@ TEST_F(Trees, ATreeIsRemovedChildrenFirst) {
   EXPECT_EQ(lines[2], "remove path=" + tree());
 }
 
-TEST_F(Trees, TheListingIsTheFixedCommand) {
+TEST_F(CommonFiles, TheListingIsTheFixedCommand) {
   makeTree();
   writeFile(tree() + "/it's", "");
   removeFiles((tree() + "/it's").c_str(), 1);
@@ -133,7 +133,7 @@ TEST_F(Trees, TheListingIsTheFixedCommand) {
             Lines{"MXL90004L:com=find " + tree() + "/it\\'s 2>&1 | sort -r 2>&1"});
 }
 
-TEST_F(Trees, NamesThatTheShellKnowsAreNames) {
+TEST_F(CommonFiles, NamesThatTheShellKnowsAreNames) {
   for (const char* name :
        {"a b", "it's", "\"quoted\"", "$HOME", "a#b", "back\\slash", "a&b", "(a)", "`b`", "{c,d}",
         "<in>", "a|b", "\xa4\xa2\xa4\xa4", "tab\there", "-n", "^x"}) {
@@ -147,19 +147,19 @@ TEST_F(Trees, NamesThatTheShellKnowsAreNames) {
   }
 }
 
-TEST_F(Trees, TheShellExpandsWildCards) {
+TEST_F(CommonFiles, TheShellExpandsWildCards) {
   for (const char* name : {"/a1", "/a2", "/b"}) makeTree(name);
   EXPECT_EQ(removeFiles((tree() + "/a*").c_str(), 1), 0);
   EXPECT_EQ(namesIn(tree()), Lines{"b"});
 }
 
-TEST_F(Trees, AMissingPathRemovesNothing) {
+TEST_F(CommonFiles, AMissingPathRemovesNothing) {
   // The listing prints an error message, which names no entry.
   EXPECT_EQ(removeFiles(tree().c_str(), 1), 0);
   EXPECT_EQ(newlyLogged("remove"), Lines{"remove path=" + tree()});
 }
 
-TEST_F(Trees, TheFirstEntryThatStaysEndsTheWalk) {
+TEST_F(CommonFiles, TheFirstEntryThatStaysEndsTheWalk) {
   makeTree("/m");
   for (const char* name : {"/a", "/m/x", "/z"}) writeFile(tree() + name, "");
   // A link to a directory counts as one, and cannot be removed as one.
@@ -169,7 +169,7 @@ TEST_F(Trees, TheFirstEntryThatStaysEndsTheWalk) {
   EXPECT_EQ(namesIn(tree() + "/m"), Lines{"link"});
 }
 
-TEST_F(Trees, SocketsAndBlockDevicesCountAsDirectoriesAndStay) {
+TEST_F(CommonFiles, SocketsAndBlockDevicesCountAsDirectoriesAndStay) {
   makeTree();
   makeSocket((tree() + "/socket"));
   EXPECT_EQ(removeFiles(tree().c_str(), 1), -1);
@@ -187,7 +187,7 @@ TEST_F(Trees, SocketsAndBlockDevicesCountAsDirectoriesAndStay) {
   EXPECT_FALSE(exists(tree()));
 }
 
-TEST_F(Trees, WhatCannotBeListedStays) {
+TEST_F(CommonFiles, WhatCannotBeListedStays) {
   chmod(scratch.path().c_str(), 0777);
   writeFile(logPath(), "", 0666);
   expectInChild([&] {
@@ -200,7 +200,7 @@ TEST_F(Trees, WhatCannotBeListedStays) {
   chmod((tree() + "/closed").c_str(), 0700);
 }
 
-TEST_F(Trees, DanglingLinksArePassedOver) {
+TEST_F(CommonFiles, DanglingLinksArePassedOver) {
   makeTree();
   ASSERT_EQ(symlink("missing", (tree() + "/dangling").c_str()), 0);
   writeFile(tree() + "/a", "");
@@ -208,7 +208,7 @@ TEST_F(Trees, DanglingLinksArePassedOver) {
   EXPECT_EQ(namesIn(tree()), Lines{"dangling"});
 }
 
-TEST_F(Trees, AFailedListingIsTheResult) {
+TEST_F(CommonFiles, AFailedListingIsTheResult) {
   makeTree();
   expectInChild([&] {
     setenv("PATH", "/nonexistent", 1);
@@ -218,7 +218,7 @@ TEST_F(Trees, AFailedListingIsTheResult) {
   EXPECT_EQ(newlyLogged("remove"), Lines{});
 }
 
-TEST_F(Trees, AnEmptyListingIsNoFailure) {
+TEST_F(CommonFiles, AnEmptyListingIsNoFailure) {
   makeTree();
   writeFile(scratch.file("sort"), "#!/bin/sh\ncat >/dev/null\n", 0755);
   expectInChild([&] {
@@ -231,7 +231,7 @@ TEST_F(Trees, AnEmptyListingIsNoFailure) {
 
 // ---- makeDir -----------------------------------------------------------------------------------
 
-TEST_F(Trees, DirectoriesAreMade) {
+TEST_F(CommonFiles, DirectoriesAreMade) {
   EXPECT_EQ(makeDir(tree(), 0), 0);
   EXPECT_TRUE(isDir(tree()));
   EXPECT_EQ(makeDir(tree(), 0), -1) << "exists";
@@ -247,7 +247,7 @@ TEST_F(Trees, DirectoriesAreMade) {
   EXPECT_EQ(logged(), Lines{});
 }
 
-TEST_F(Trees, DirectoriesHaveMode755LessTheMask) {
+TEST_F(CommonFiles, DirectoriesHaveMode755LessTheMask) {
   expectInChild([&] {
     umask(0);
     makeDir(tree() + "/a", 1);
@@ -261,7 +261,7 @@ TEST_F(Trees, DirectoriesHaveMode755LessTheMask) {
   EXPECT_EQ(modeOf(tree() + "/c"), 0750u);
 }
 
-TEST_F(Trees, EmptyRootAndRelativePathsAreRefused) {
+TEST_F(CommonFiles, EmptyRootAndRelativePathsAreRefused) {
   expectInChild([&] {
     ASSERT_EQ(chdir(scratch.path().c_str()), 0);
     for (const char* path : {"", "/", "a", "a/b", "./a"}) {
@@ -273,14 +273,14 @@ TEST_F(Trees, EmptyRootAndRelativePathsAreRefused) {
   EXPECT_TRUE(namesIn(scratch.path()).empty());
 }
 
-TEST_F(Trees, ComponentsThatAreFilesArePassedOver) {
+TEST_F(CommonFiles, ComponentsThatAreFilesArePassedOver) {
   writeFile(scratch.file("file"), "");
   EXPECT_EQ(makeDir(scratch.file("file"), 1), 0);
   EXPECT_TRUE(isFile(scratch.file("file")));
   EXPECT_EQ(makeDir(scratch.file("file/below"), 1), -1);
 }
 
-TEST_F(Trees, ThePointerFormIsTheSame) {
+TEST_F(CommonFiles, ThePointerFormIsTheSame) {
   char path[256];
   strcpy(path, (tree() + "/a").c_str());
   EXPECT_EQ(makeDir(path, 0), -1);
@@ -297,9 +297,9 @@ struct stat statusOf(const std::string& path) {
   return status;
 }
 
-class DupDir : public Trees {
+class CommonFilesDupDir : public CommonFiles {
  protected:
-  DupDir() : src(scratch.file("src")), dst(scratch.file("dst")) {
+  CommonFilesDupDir() : src(scratch.file("src")), dst(scratch.file("dst")) {
     EXPECT_EQ(mkdir(src.c_str(), 0700), 0);
     writeFile(src + "/content", "");
     chmod(src.c_str(), 02751);
@@ -325,7 +325,7 @@ class DupDir : public Trees {
   std::string dst;
 };
 
-TEST_F(DupDir, AnExistingDirectoryTakesTimesOwnerAndMode) {
+TEST_F(CommonFilesDupDir, AnExistingDirectoryTakesTimesOwnerAndMode) {
   ASSERT_EQ(mkdir(dst.c_str(), 0700), 0);
   EXPECT_EQ(dup(), 1);
   expectSame();
@@ -333,14 +333,14 @@ TEST_F(DupDir, AnExistingDirectoryTakesTimesOwnerAndMode) {
   EXPECT_EQ(logged(), Lines{});
 }
 
-TEST_F(DupDir, AMissingDirectoryIsMadeWithItsParents) {
+TEST_F(CommonFilesDupDir, AMissingDirectoryIsMadeWithItsParents) {
   dst = scratch.file("a/b/dst");
   EXPECT_EQ(dup(), 1);
   expectSame();
   EXPECT_NE(modeOf(scratch.file("a")), 02751u) << "only the last one takes the mode";
 }
 
-TEST_F(DupDir, AFileMayBeTheSource) {
+TEST_F(CommonFilesDupDir, AFileMayBeTheSource) {
   writeFile(scratch.file("file"), "", 0640);
   src = scratch.file("file");
   EXPECT_EQ(dup(), 1);
@@ -348,13 +348,13 @@ TEST_F(DupDir, AFileMayBeTheSource) {
   EXPECT_EQ(modeOf(dst), 0640u);
 }
 
-TEST_F(DupDir, NullArguments) {
+TEST_F(CommonFilesDupDir, NullArguments) {
   EXPECT_EQ(dupDir(nullptr, dst.c_str()), 0);
   EXPECT_EQ(dupDir(src.c_str(), nullptr), 0);
   EXPECT_EQ(logged(), Lines(2, "[I](common:370):invalid param"));
 }
 
-TEST_F(DupDir, ASourceThatCannotBeExamined) {
+TEST_F(CommonFilesDupDir, ASourceThatCannotBeExamined) {
   src = scratch.file("missing");
   EXPECT_EQ(dup(), 0);
   EXPECT_EQ(logged(),
@@ -362,20 +362,20 @@ TEST_F(DupDir, ASourceThatCannotBeExamined) {
   EXPECT_FALSE(exists(dst));
 }
 
-TEST_F(DupDir, AFileInTheDirectorysPlace) {
+TEST_F(CommonFilesDupDir, AFileInTheDirectorysPlace) {
   writeFile(dst, "");
   EXPECT_EQ(dup(), 0);
   EXPECT_EQ(logged(), Lines{"MXL90001L:destination:" + dst + " is already exist and it's file"});
 }
 
-TEST_F(DupDir, ADirectoryThatCannotBeMade) {
+TEST_F(CommonFilesDupDir, ADirectoryThatCannotBeMade) {
   writeFile(scratch.file("file"), "");
   dst = scratch.file("file/dst");
   EXPECT_EQ(dup(), 0);
   EXPECT_EQ(logged(), Lines{"MXL90002L:failed to makeDir():" + dst});
 }
 
-TEST_F(DupDir, WhatTheSystemForbidsIsNoFailure) {
+TEST_F(CommonFilesDupDir, WhatTheSystemForbidsIsNoFailure) {
   if (geteuid() != 0) GTEST_SKIP() << "only root can have a source of another owner";
   ASSERT_EQ(mkdir(dst.c_str(), 0777), 0);
   chmod(scratch.path().c_str(), 0777);
@@ -388,7 +388,7 @@ TEST_F(DupDir, WhatTheSystemForbidsIsNoFailure) {
 
 // ---- rmTempFile --------------------------------------------------------------------------------
 
-TEST_F(Trees, TemporaryFilesAreUnlinked) {
+TEST_F(CommonFiles, TemporaryFilesAreUnlinked) {
   char pointer[256];
   writeFile(scratch.file("file"), "");
   EXPECT_EQ(rmTempFile(scratch.file("file"), 0), 0);
@@ -406,7 +406,7 @@ TEST_F(Trees, TemporaryFilesAreUnlinked) {
   EXPECT_EQ(logged(), Lines{});
 }
 
-TEST_F(Trees, TemporaryFilesAreSoughtUnderTheQuotedName) {
+TEST_F(CommonFiles, TemporaryFilesAreSoughtUnderTheQuotedName) {
   writeFile(scratch.file("a b"), "");
   EXPECT_EQ(rmTempFile(scratch.file("a b"), 0), -1);
   EXPECT_TRUE(exists(scratch.file("a b")));

@@ -16,9 +16,9 @@ namespace {
 
 constexpr const char* kNull = nullptr;
 
-class Paths : public LogTest {};
+class CommonPaths : public LogTest {};
 
-TEST_F(Paths, Justify) {
+TEST_F(CommonPaths, Justify) {
   struct {
     const char* path;
     const char* result;
@@ -37,7 +37,7 @@ TEST_F(Paths, Justify) {
   EXPECT_EQ(logged(), Lines{"[I](common:793):invalid param"});
 }
 
-TEST_F(Paths, Canonical) {
+TEST_F(CommonPaths, Canonical) {
   traceOn();
   struct {
     const char* path;
@@ -68,19 +68,19 @@ TEST_F(Paths, Canonical) {
   }
 }
 
-TEST_F(Paths, CanonicalFormsEndAtAZeroByte) {
+TEST_F(CommonPaths, CanonicalFormsEndAtAZeroByte) {
   EXPECT_EQ(getCanonicalPath(std::string("/a\0/..", 6)), "/a");
   EXPECT_EQ(isAllowDelete(std::string("/a/b\0/../c/d", 12)), 0);
   EXPECT_EQ(logged(), Lines{"MXL90008L:/a/b too shallow to delete"});
 }
 
-TEST_F(Paths, TheTraceHasAPathAsItWasGiven) {
+TEST_F(CommonPaths, TheTraceHasAPathAsItWasGiven) {
   traceOn();
   const std::string canonical = getCanonicalPath("x/./y");
   EXPECT_EQ(logged(), Lines{"[T](common:477):getCanonicalPath():x/./y," + canonical});
 }
 
-TEST_F(Paths, ALogLineWithoutMemoryIsLostAndNothingThrown) {
+TEST_F(CommonPaths, ALogLineWithoutMemoryIsLostAndNothingThrown) {
   traceOn();
   {
     // Texts of more than 15 characters ask for memory.
@@ -94,7 +94,7 @@ TEST_F(Paths, ALogLineWithoutMemoryIsLostAndNothingThrown) {
   EXPECT_EQ(logged(), Lines{"[I](common:1039):filename is NULL , mode=00000004"});
 }
 
-TEST_F(Paths, CanonicalFormsOfRelativePathsStartFromTheWorkingDirectory) {
+TEST_F(CommonPaths, CanonicalFormsOfRelativePathsStartFromTheWorkingDirectory) {
   expectInChild([&] {
     ASSERT_EQ(chdir("/tmp"), 0);
     EXPECT_EQ(getCanonicalPath("x/y"), "/tmp/x/y");
@@ -107,7 +107,7 @@ TEST_F(Paths, CanonicalFormsOfRelativePathsStartFromTheWorkingDirectory) {
   });
 }
 
-TEST_F(Paths, Parent) {
+TEST_F(CommonPaths, Parent) {
   struct {
     const char* path;
     const char* result;
@@ -123,7 +123,7 @@ TEST_F(Paths, Parent) {
   EXPECT_EQ(logged(), Lines{});
 }
 
-TEST_F(Paths, Full) {
+TEST_F(CommonPaths, Full) {
   for (const char* path : {"/", "/a", "//"}) {
     EXPECT_TRUE(isFullPath(path));
     EXPECT_TRUE(isFullPath(std::string(path)));
@@ -136,7 +136,7 @@ TEST_F(Paths, Full) {
   EXPECT_EQ(logged(), Lines{"[I](common:909):invalid param"});
 }
 
-TEST_F(Paths, OneTrailingSlashIsErased) {
+TEST_F(CommonPaths, OneTrailingSlashIsErased) {
   struct {
     const char* path;
     const char* result;
@@ -153,7 +153,7 @@ TEST_F(Paths, OneTrailingSlashIsErased) {
   EXPECT_EQ(logged(), Lines{});
 }
 
-TEST_F(Paths, WorkingDirectory) {
+TEST_F(CommonPaths, WorkingDirectory) {
   expectInChild([&] {
     ASSERT_EQ(chdir(scratch.path().c_str()), 0);
     EXPECT_EQ(getCwd(), scratch.path());
@@ -165,14 +165,14 @@ TEST_F(Paths, WorkingDirectory) {
   EXPECT_EQ(logged(), Lines{});
 }
 
-TEST_F(Paths, AWorkingDirectoryTooDeepIsADot) {
+TEST_F(CommonPaths, AWorkingDirectoryTooDeepIsADot) {
   expectInChild([&] {
     enterDeepDirectory(scratch.path(), 4200);
     EXPECT_EQ(getCwd(), ".");
   });
 }
 
-TEST_F(Paths, LastComponent) {
+TEST_F(CommonPaths, LastComponent) {
   struct {
     const char* path;
     const char* name;
@@ -196,7 +196,7 @@ TEST_F(Paths, LastComponent) {
   EXPECT_STREQ(basename("/a/b/"), "") << "the C library's";
 }
 
-TEST_F(Paths, LastComponentOfALongPath) {
+TEST_F(CommonPaths, LastComponentOfALongPath) {
   for (const size_t length : {4094, 4095, 4096, 4097, 100000}) {
     const std::string name(length - 3, 'n');
     std::string dir;
@@ -207,13 +207,13 @@ TEST_F(Paths, LastComponentOfALongPath) {
   }
 }
 
-TEST_F(Paths, LastComponentOfItsOwnDirectory) {
+TEST_F(CommonPaths, LastComponentOfItsOwnDirectory) {
   std::string dir = "/a long directory name, not kept within the string/b";
   EXPECT_EQ(basename(dir.c_str(), dir), "b");
   EXPECT_EQ(dir, "/a long directory name, not kept within the string");
 }
 
-TEST_F(Paths, NameAndExtension) {
+TEST_F(CommonPaths, NameAndExtension) {
   struct {
     const char* path;
     const char* name;
@@ -242,7 +242,7 @@ TEST_F(Paths, NameAndExtension) {
   EXPECT_EQ(logged(), Lines{});
 }
 
-TEST_F(Paths, NameAndExtensionOfNull) {
+TEST_F(CommonPaths, NameAndExtensionOfNull) {
   std::string name = "before";
   std::string ext = "before";
   EXPECT_EQ(retrieveName(kNull, ext), "");
@@ -256,7 +256,7 @@ TEST_F(Paths, NameAndExtensionOfNull) {
 }
 
 // Every kind of entry, and whether it counts as a directory; missing ones are neither.
-TEST_F(Paths, DirectoriesAndFiles) {
+TEST_F(CommonPaths, DirectoriesAndFiles) {
   const auto expectKind = [](const std::string& path, bool dir, bool file) {
     EXPECT_EQ(isDir(path), dir) << path;
     EXPECT_EQ(isDir(path.c_str()), dir) << path;
@@ -293,7 +293,7 @@ TEST_F(Paths, DirectoriesAndFiles) {
   EXPECT_EQ(logged(), Lines{"[I](common:1286):invalid param"});
 }
 
-TEST_F(Paths, Access) {
+TEST_F(CommonPaths, Access) {
   chmod(scratch.path().c_str(), 0755);
   for (const mode_t mode : {0, 1, 2, 3, 4, 5, 6, 7}) {
     writeFile(scratch.file(std::to_string(mode)), "", mode * 0111);
@@ -320,7 +320,7 @@ TEST_F(Paths, Access) {
   EXPECT_EQ(logged(), Lines{});
 }
 
-TEST_F(Paths, AccessIsCheckedForTheRealUser) {
+TEST_F(CommonPaths, AccessIsCheckedForTheRealUser) {
   if (geteuid() != 0) GTEST_SKIP() << "only root can have another effective user";
   chmod(scratch.path().c_str(), 0755);
   writeFile(scratch.file("roots"), "", 0400);
@@ -331,7 +331,7 @@ TEST_F(Paths, AccessIsCheckedForTheRealUser) {
   });
 }
 
-TEST_F(Paths, AccessToNull) {
+TEST_F(CommonPaths, AccessToNull) {
   EXPECT_FALSE(isAccessible(kNull, 0x1f));
   EXPECT_FALSE(isExecutable(kNull));
   EXPECT_FALSE(isReadable(kNull));
@@ -340,7 +340,7 @@ TEST_F(Paths, AccessToNull) {
                              "[I](common:1039):filename is NULL , mode=00000004"}));
 }
 
-TEST_F(Paths, WildCards) {
+TEST_F(CommonPaths, WildCards) {
   for (const char* text : {"*", "a[b", "a]b", "?", "/a/*.log", "\\*"}) {
     EXPECT_TRUE(hasWildCard(text)) << text;
     EXPECT_TRUE(hasWildCard(std::string(text))) << text;
@@ -351,7 +351,7 @@ TEST_F(Paths, WildCards) {
   }
 }
 
-TEST_F(Paths, Names) {
+TEST_F(CommonPaths, Names) {
   char name[256] = "";
   ASSERT_EQ(gethostname(name, sizeof name), 0);
   EXPECT_EQ(getHostname(), name);
@@ -384,7 +384,7 @@ TEST_F(Paths, Names) {
   EXPECT_EQ(getHostname(), "");
 }
 
-TEST_F(Paths, Administrators) {
+TEST_F(CommonPaths, Administrators) {
   EXPECT_EQ(isAdmin(), getuid() == 0);
   expectInChild([] {
     dropPrivileges();

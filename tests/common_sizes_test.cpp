@@ -23,9 +23,9 @@ namespace {
 
 using List = std::list<std::string>;
 
-class Sizes : public LogTest {
+class CommonSizes : public LogTest {
  protected:
-  Sizes() : dir(scratch.file("dir")) { mkdir(dir.c_str(), 0755); }
+  CommonSizes() : dir(scratch.file("dir")) { mkdir(dir.c_str(), 0755); }
 
   // Puts a command of the test's own before the system's.
   void install(const std::string& name, const std::string& script) {
@@ -43,7 +43,7 @@ class Sizes : public LogTest {
 
 // ---- getFileSize -------------------------------------------------------------------------------
 
-TEST_F(Sizes, FileSize) {
+TEST_F(CommonSizes, FileSize) {
   writeFile(dir + "/file", "12345");
   ASSERT_EQ(symlink("file", (dir + "/link").c_str()), 0);
   EXPECT_EQ(getFileSize((dir + "/file").c_str()), 5);
@@ -55,7 +55,7 @@ TEST_F(Sizes, FileSize) {
   EXPECT_EQ(logged(), Lines{});
 }
 
-TEST_F(Sizes, FileSizeOfWhatCannotBeExamined) {
+TEST_F(CommonSizes, FileSizeOfWhatCannotBeExamined) {
   EXPECT_EQ(getFileSize((dir + "/missing").c_str()), -1);
   EXPECT_EQ(getFileSize(nullptr), -1);
   EXPECT_EQ(logged(), (Lines{"get file size error(" + dir + "/missing,No such file or directory)",
@@ -64,7 +64,7 @@ TEST_F(Sizes, FileSizeOfWhatCannotBeExamined) {
 
 // ---- getTotalFileSize --------------------------------------------------------------------------
 
-TEST_F(Sizes, TotalOfFiles) {
+TEST_F(CommonSizes, TotalOfFiles) {
   writeFile(dir + "/a", "1");
   writeFile(dir + "/b", "22");
   EXPECT_EQ(getTotalFileSize({}, 1), 0);
@@ -77,7 +77,7 @@ TEST_F(Sizes, TotalOfFiles) {
   EXPECT_EQ(logged(), Lines{});
 }
 
-TEST_F(Sizes, TotalOfATreeWithEveryKindOfEntry) {
+TEST_F(CommonSizes, TotalOfATreeWithEveryKindOfEntry) {
   ASSERT_EQ(makeDir(dir + "/s/t/u", 1), 0);
   writeFile(dir + "/s/a", "1");
   writeFile(dir + "/s/t/b b", "22");
@@ -91,7 +91,7 @@ TEST_F(Sizes, TotalOfATreeWithEveryKindOfEntry) {
   EXPECT_EQ(logged(), Lines{});
 }
 
-TEST_F(Sizes, AwkwardNamesAreNames) {
+TEST_F(CommonSizes, AwkwardNamesAreNames) {
   long long expected = 0;
   for (const std::string& name : kAwkwardNames) {
     const std::string path = dir + "/" + name;
@@ -108,7 +108,7 @@ TEST_F(Sizes, AwkwardNamesAreNames) {
   EXPECT_EQ(logged(), Lines{});
 }
 
-TEST_F(Sizes, TotalPassesOverWhatCannotBeExamined) {
+TEST_F(CommonSizes, TotalPassesOverWhatCannotBeExamined) {
   traceOn();
   writeFile(dir + "/a", "1");
   ASSERT_EQ(symlink("missing", (dir + "/dangling").c_str()), 0);
@@ -118,7 +118,7 @@ TEST_F(Sizes, TotalPassesOverWhatCannotBeExamined) {
                              "[T](common:169):getFileSize():reurned -1 , " + name}));
 }
 
-TEST_F(Sizes, TotalOfDirectoriesThatCannotBeOpenedOrSearched) {
+TEST_F(CommonSizes, TotalOfDirectoriesThatCannotBeOpenedOrSearched) {
   ASSERT_EQ(makeDir(dir + "/closed/sub", 1), 0);
   ASSERT_EQ(makeDir(dir + "/listed/sub", 1), 0);
   writeFile(dir + "/closed/file", "1");
@@ -139,9 +139,9 @@ TEST_F(Sizes, TotalOfDirectoriesThatCannotBeOpenedOrSearched) {
                           "get file size error(" + dir + "/listed/sub,Permission denied)"}));
 }
 
-TEST_F(Sizes, TotalOfTheRootIsNothing) { EXPECT_EQ(getTotalFileSize({"/", "//"}, 1), 0); }
+TEST_F(CommonSizes, TotalOfTheRootIsNothing) { EXPECT_EQ(getTotalFileSize({"/", "//"}, 1), 0); }
 
-TEST_F(Sizes, TotalOfADeepTreeTakesFewDescriptors) {
+TEST_F(CommonSizes, TotalOfADeepTreeTakesFewDescriptors) {
   std::string path = dir;
   while (path.size() < 3800) path += "/" + std::string(200, 'd');
   ASSERT_EQ(makeDir(path, 1), 0);
@@ -152,7 +152,7 @@ TEST_F(Sizes, TotalOfADeepTreeTakesFewDescriptors) {
   });
 }
 
-TEST_F(Sizes, TotalPassesOverNamesThatAreTooLongToBeExamined) {
+TEST_F(CommonSizes, TotalPassesOverNamesThatAreTooLongToBeExamined) {
   expectInChild([&] {
     enterDeepDirectory(dir, 4000);
     writeFile(std::string(94, 'l'), "22");
@@ -165,7 +165,7 @@ TEST_F(Sizes, TotalPassesOverNamesThatAreTooLongToBeExamined) {
   EXPECT_EQ(lines[0].substr(lines[0].size() - 21), "t,File name too long)");
 }
 
-TEST_F(Sizes, TotalExaminesEachFileOnce) {
+TEST_F(CommonSizes, TotalExaminesEachFileOnce) {
   for (const char* name : {"/a", "/b", "/sub/c", "/sub/d"}) {
     ASSERT_EQ(makeDir(dir + "/sub", 1), 0);
     writeFile(dir + name, "1");
@@ -175,7 +175,7 @@ TEST_F(Sizes, TotalExaminesEachFileOnce) {
   EXPECT_EQ(statCalls, 1 + 4 + 1) << "the path itself, each file, and the directory below";
 }
 
-TEST_F(Sizes, TotalKeepsNothingOpenWhileItDescends) {
+TEST_F(CommonSizes, TotalKeepsNothingOpenWhileItDescends) {
   // Each directory has five bytes and a link to the next.
   const std::string chain = scratch.file("chain");
   ASSERT_EQ(mkdir(chain.c_str(), 0755), 0);
@@ -194,7 +194,7 @@ TEST_F(Sizes, TotalKeepsNothingOpenWhileItDescends) {
   }
 }
 
-TEST_F(Sizes, TotalReportsInTheOrderOfTheEntries) {
+TEST_F(CommonSizes, TotalReportsInTheOrderOfTheEntries) {
   for (const char* name : {"/a", "/b", "/c"}) {
     ASSERT_EQ(makeDir(dir + name, 1), 0);
     ASSERT_EQ(symlink("missing", (dir + name + "/dangling").c_str()), 0);
@@ -226,7 +226,7 @@ long long totalOf(const List& paths) {
   return total;
 }
 
-TEST_F(Sizes, TotalCountsTheLinksOfAWholeName) {
+TEST_F(CommonSizes, TotalCountsTheLinksOfAWholeName) {
   writeFile(dir + "/file", "12345");
   ASSERT_EQ(symlink("file", (dir + "/link").c_str()), 0);
   ASSERT_EQ(symlink(".", (dir + "/loop").c_str()), 0);
@@ -238,7 +238,7 @@ TEST_F(Sizes, TotalCountsTheLinksOfAWholeName) {
   EXPECT_EQ(lines.size(), 2u);
 }
 
-TEST_F(Sizes, TotalCountsWhatItHasReportedBefore) {
+TEST_F(CommonSizes, TotalCountsWhatItHasReportedBefore) {
   // The log lies in the tree between links that lead nowhere, alone or in directories.
   for (int i = 0; i < 20; ++i) {
     std::string name = scratch.file("x" + std::to_string(i));
@@ -263,13 +263,13 @@ TEST_F(Sizes, TotalCountsWhatItHasReportedBefore) {
   EXPECT_EQ(logged().size(), 21u);
 }
 
-TEST_F(Sizes, TotalTakesAPathUpToAZeroByte) {
+TEST_F(CommonSizes, TotalTakesAPathUpToAZeroByte) {
   ASSERT_EQ(makeDir(dir + "/sub", 1), 0);
   writeFile(dir + "/sub/file", "123");
   EXPECT_EQ(getTotalFileSize({dir + std::string("\0x", 2)}, 1), 3);
 }
 
-TEST_F(Sizes, TotalReportsAPathThatIsMissing) {
+TEST_F(CommonSizes, TotalReportsAPathThatIsMissing) {
   traceOn();
   writeFile(dir + "/a", "1");
   const std::string missing = dir + "/missing";
@@ -281,7 +281,7 @@ TEST_F(Sizes, TotalReportsAPathThatIsMissing) {
   }
 }
 
-TEST_F(Sizes, TotalOfManyFiles) {
+TEST_F(CommonSizes, TotalOfManyFiles) {
   const std::string many = dir + "/many";
   ASSERT_EQ(mkdir(many.c_str(), 0755), 0);
   for (int i = 0; i < 20000; ++i) {
@@ -293,7 +293,7 @@ TEST_F(Sizes, TotalOfManyFiles) {
 
 // ---- getDirSize --------------------------------------------------------------------------------
 
-TEST_F(Sizes, DirectorySizeIsWhatDuPrints) {
+TEST_F(CommonSizes, DirectorySizeIsWhatDuPrints) {
   writeFile(dir + "/file", std::string(100000, 'x'));
   List out;
   ASSERT_EQ(execGetLines(out, ("du -sk " + dir).c_str(), 1, nullptr, -1), 0);
@@ -308,7 +308,7 @@ TEST_F(Sizes, DirectorySizeIsWhatDuPrints) {
   EXPECT_EQ(getDirSize("x"), -5);
 }
 
-TEST_F(Sizes, DirectorySizeFailures) {
+TEST_F(CommonSizes, DirectorySizeFailures) {
   EXPECT_EQ(getDirSize(nullptr), -1);
   EXPECT_EQ(logged(), Lines{});
   install("du", "exit 1");
@@ -317,7 +317,7 @@ TEST_F(Sizes, DirectorySizeFailures) {
   EXPECT_EQ(getDirSize("/nonexistent"), 0);
 }
 
-TEST_F(Sizes, DirectorySizeCommandsAreCutAt1023Bytes) {
+TEST_F(CommonSizes, DirectorySizeCommandsAreCutAt1023Bytes) {
   install("du", "printf '%s' \"$2\" | wc -c");
   const int fixed = static_cast<int>(strlen("du -sk "));
   for (const int length : {1, 1000, 1023 - fixed}) {
@@ -329,7 +329,7 @@ TEST_F(Sizes, DirectorySizeCommandsAreCutAt1023Bytes) {
 
 // ---- getDirFileSize ----------------------------------------------------------------------------
 
-TEST_F(Sizes, DirectoryFileSizeOfWhatExistsFails) {
+TEST_F(CommonSizes, DirectoryFileSizeOfWhatExistsFails) {
   int size = 99;
   EXPECT_EQ(getDirFileSize("", size, 0), -1);
   EXPECT_EQ(size, 0);
@@ -342,7 +342,7 @@ TEST_F(Sizes, DirectoryFileSizeOfWhatExistsFails) {
   EXPECT_EQ(newlyLogged("MXL90004L"), Lines{}) << "no command was run";
 }
 
-TEST_F(Sizes, DirectoryFileSizeGoesOnForWhatDoesNotExist) {
+TEST_F(CommonSizes, DirectoryFileSizeGoesOnForWhatDoesNotExist) {
   const std::string patterns = "urgent.*.tar *.txt express.*.tar 2>/dev/null";
   expectInChild([&] {
     // Nothing there for the patterns.
@@ -364,7 +364,7 @@ TEST_F(Sizes, DirectoryFileSizeGoesOnForWhatDoesNotExist) {
                    "MXL90004L:com=ls -1 /nonexistent/" + patterns}));
 }
 
-TEST_F(Sizes, DirectoryFileSizeOfListedNames) {
+TEST_F(CommonSizes, DirectoryFileSizeOfListedNames) {
   int size = 99;
   writeFile(dir + "/file", "12345");
   // The shell expands the text; the names are sought in the working directory.
@@ -384,7 +384,7 @@ TEST_F(Sizes, DirectoryFileSizeOfListedNames) {
 
 // ---- getFreeSize -------------------------------------------------------------------------------
 
-TEST_F(Sizes, FreeSizeIsWhatDfPrints) {
+TEST_F(CommonSizes, FreeSizeIsWhatDfPrints) {
   install("df",
           "[ \"$*\" = '-kP some dir' ] || exit 1\n"
           "echo 'Filesystem 1024-blocks Used Available Capacity Mounted on'\n"
@@ -392,7 +392,7 @@ TEST_F(Sizes, FreeSizeIsWhatDfPrints) {
   EXPECT_EQ(getFreeSize("some dir"), 1234) << "not quoted";
 }
 
-TEST_F(Sizes, FreeSizeOfARealFileSystem) {
+TEST_F(CommonSizes, FreeSizeOfARealFileSystem) {
   expectInChild([] {
     ASSERT_TRUE(enterPrivateNamespace() && mountEmpty("/mnt", 0, "size=1234k"));
     struct statfs mounted = {};
@@ -403,7 +403,7 @@ TEST_F(Sizes, FreeSizeOfARealFileSystem) {
   });
 }
 
-TEST_F(Sizes, FreeSizeReadsTheNumberAfterTheFirstBlank) {
+TEST_F(CommonSizes, FreeSizeReadsTheNumberAfterTheFirstBlank) {
   struct {
     const char* second;
     int size;
@@ -415,7 +415,7 @@ TEST_F(Sizes, FreeSizeReadsTheNumberAfterTheFirstBlank) {
   }
 }
 
-TEST_F(Sizes, FreeSizeCommandIsTheFixedOne) {
+TEST_F(CommonSizes, FreeSizeCommandIsTheFixedOne) {
   // A shell that notes what it is asked to run stands in for the system's.
   expectInChild([&] {
     ASSERT_TRUE(enterPrivateNamespace() && noteShellCommands(scratch.file("command")));
@@ -425,7 +425,7 @@ TEST_F(Sizes, FreeSizeCommandIsTheFixedOne) {
             "df -kP /a dir | perl -ne '@e=split; printf(\"%s %s\n\", $e[0], $e[3]);' 2>/dev/null");
 }
 
-TEST_F(Sizes, FreeSizeFailures) {
+TEST_F(CommonSizes, FreeSizeFailures) {
   EXPECT_EQ(getFreeSize(nullptr), -1);
   EXPECT_EQ(getFreeSize("/nonexistent"), -1);
   install("df", "echo heading");
@@ -441,14 +441,14 @@ TEST_F(Sizes, FreeSizeFailures) {
   EXPECT_EQ(logged(), Lines{});
 }
 
-TEST_F(Sizes, FreeSizeCommandsAreCutAt1023Bytes) {
+TEST_F(CommonSizes, FreeSizeCommandsAreCutAt1023Bytes) {
   // What is cut off takes the pipe to perl with it: "df" answers alone.
   install("df", "echo heading; printf '%s' \"$2\" | wc -c | sed 's/^/x /'");
   EXPECT_EQ(getFreeSize(std::string(2000, 'x').c_str()),
             1023 - static_cast<int>(strlen("df -kP ")));
 }
 
-TEST_F(Sizes, CommandsLeaveNoDescriptorAndNoChild) {
+TEST_F(CommonSizes, CommandsLeaveNoDescriptorAndNoChild) {
   const auto before = openDescriptors();
   getFreeSize("/");
   getFreeSize("/nonexistent");
@@ -459,7 +459,7 @@ TEST_F(Sizes, CommandsLeaveNoDescriptorAndNoChild) {
 
 // ---- acquireSamePrefix -------------------------------------------------------------------------
 
-TEST_F(Sizes, SharedDirectory) {
+TEST_F(CommonSizes, SharedDirectory) {
   for (const char* path : {"/a/b", "/a/c", "/a/x/c", "/a/y/c", "/d/e"}) {
     ASSERT_EQ(makeDir(dir + path, 1), 0);
   }
@@ -505,7 +505,7 @@ TEST_F(Sizes, SharedDirectory) {
   EXPECT_EQ(logged(), Lines{});
 }
 
-TEST_F(Sizes, SharedDirectoryIsTraced) {
+TEST_F(CommonSizes, SharedDirectoryIsTraced) {
   traceOn();
   List paths = {dir, dir + "/missing"};
   acquireSamePrefix(paths);

@@ -15,9 +15,9 @@ namespace {
 
 constexpr const char* kNull = nullptr;
 
-class Strings : public LogTest {};
+class CommonStrings : public LogTest {};
 
-TEST_F(Strings, TextsOfArguments) {
+TEST_F(CommonStrings, TextsOfArguments) {
   std::string text = "text";
   const std::string constant = "constant";
   const char* pointer = "pointer";
@@ -27,7 +27,7 @@ TEST_F(Strings, TextsOfArguments) {
   EXPECT_EQ(C(constant), constant.c_str());
 }
 
-TEST_F(Strings, Trim) {
+TEST_F(CommonStrings, Trim) {
   struct {
     const char* text;
     const char* result;
@@ -57,7 +57,7 @@ TEST_F(Strings, Trim) {
   EXPECT_EQ(logged(), Lines{});
 }
 
-TEST_F(Strings, TrailingWhiteSpaceIsOverwritten) {
+TEST_F(CommonStrings, TrailingWhiteSpaceIsOverwritten) {
   char buffer[] = "a \t ";
   trim(buffer);
   EXPECT_EQ(std::string(buffer, sizeof buffer), std::string("a\0\0\0\0", 5));
@@ -71,7 +71,7 @@ TEST_F(Strings, TrailingWhiteSpaceIsOverwritten) {
   EXPECT_EQ(std::string(blank, sizeof blank), std::string("\0  \0", 4));
 }
 
-TEST_F(Strings, Quotes) {
+TEST_F(CommonStrings, Quotes) {
   struct {
     const char* text;
     const char* result;
@@ -93,7 +93,7 @@ TEST_F(Strings, Quotes) {
   EXPECT_EQ(logged(), Lines{"[I](common:343):invalid param"});
 }
 
-TEST_F(Strings, LowerCase) {
+TEST_F(CommonStrings, LowerCase) {
   char text[] = "AbC-019_Z[@\xc1\xa4";
   toLowerStr(text);
   EXPECT_STREQ(text, "abc-019_z[@\xc1\xa4");
@@ -101,7 +101,7 @@ TEST_F(Strings, LowerCase) {
   EXPECT_EQ(logged(), Lines{});
 }
 
-TEST_F(Strings, ValueOfALine) {
+TEST_F(CommonStrings, ValueOfALine) {
   struct {
     const char* line;
     const char* value;
@@ -124,7 +124,7 @@ TEST_F(Strings, ValueOfALine) {
   }
 }
 
-TEST_F(Strings, KeyAndValue) {
+TEST_F(CommonStrings, KeyAndValue) {
   struct {
     const char* line;
     const char* key;
@@ -151,7 +151,7 @@ TEST_F(Strings, KeyAndValue) {
   EXPECT_EQ(logged(), Lines{"[I](common:596):invalid param"});
 }
 
-TEST_F(Strings, DoubledQuotes) {
+TEST_F(CommonStrings, DoubledQuotes) {
   EXPECT_EQ(quoteEsc("it's 'x'", '\''), "it''s ''x''");
   EXPECT_EQ(quoteEsc(std::string("a\"b"), '"'), "a\"\"b");
   EXPECT_EQ(quoteEsc("aaa", 'a'), "aaaaaa");
@@ -159,7 +159,7 @@ TEST_F(Strings, DoubledQuotes) {
   EXPECT_EQ(quoteEsc("\xa4\xa2", '\xa4'), "\xa4\xa4\xa2");
 }
 
-TEST_F(Strings, Patterns) {
+TEST_F(CommonStrings, Patterns) {
   struct {
     const char* pattern;
     const char* name;
@@ -182,7 +182,7 @@ TEST_F(Strings, Patterns) {
   EXPECT_EQ(logged(), Lines(2, "[I](common:622):invalid param"));
 }
 
-TEST_F(Strings, CommonBeginnings) {
+TEST_F(CommonStrings, CommonBeginnings) {
   EXPECT_EQ(matchedString("abcd", "abxd"), "ab");
   EXPECT_EQ(matchedString("abc", "abc"), "abc");
   EXPECT_EQ(matchedString("abc", "abcdef"), "abc");
@@ -195,7 +195,7 @@ TEST_F(Strings, CommonBeginnings) {
   EXPECT_EQ(logged(), Lines(2, "[I](common:420):invalid param"));
 }
 
-TEST_F(Strings, EqualEndings) {
+TEST_F(CommonStrings, EqualEndings) {
   struct {
     const char* a;
     const char* b;
@@ -221,7 +221,7 @@ TEST_F(Strings, EqualEndings) {
   }
 }
 
-TEST_F(Strings, TruthWords) {
+TEST_F(CommonStrings, TruthWords) {
   for (const char* text : {"YES", "yes", "Yes", "TRUE", "tRuE", "ON", "on", "1"}) {
     EXPECT_TRUE(conv2Bool(text)) << text;
   }
@@ -233,7 +233,7 @@ TEST_F(Strings, TruthWords) {
   EXPECT_EQ(logged(), Lines{"[I](common:1077):invalid param"});
 }
 
-TEST_F(Strings, Letters) {
+TEST_F(CommonStrings, Letters) {
   for (const char* text : {"", "a", "azAZ"}) {
     EXPECT_TRUE(isAlpha(text)) << text;
     EXPECT_TRUE(isAlpha(std::string(text))) << text;
@@ -247,7 +247,7 @@ TEST_F(Strings, Letters) {
   EXPECT_EQ(logged(), Lines{"[I](common:829):invalid param"});
 }
 
-TEST_F(Strings, EnvironmentReferences) {
+TEST_F(CommonStrings, EnvironmentReferences) {
   const Environment variables[] = {
       {"HOME", "/root"},         {"HOME_DIR", "dir"}, {"EMPTY", ""}, {"UNSET", std::nullopt},
       {"NESTED", "$HOME%HOME%"}, {"A B", "blank"},    {"1", "one"}};
@@ -291,7 +291,7 @@ TEST_F(Strings, EnvironmentReferences) {
   EXPECT_EQ(logged(), Lines{});
 }
 
-TEST_F(Strings, LookUps) {
+TEST_F(CommonStrings, LookUps) {
   std::map<std::string, std::string> table = {{"a", "1"}, {"", "empty"}};
   EXPECT_STREQ(lookupString(table, "a"), "1");
   EXPECT_STREQ(lookupString(table, ""), "empty");
@@ -305,7 +305,7 @@ TEST_F(Strings, LookUps) {
   EXPECT_EQ(logged(), Lines{"[I](common:1000):invalid param"});
 }
 
-TEST_F(Strings, ShellEscapes) {
+TEST_F(CommonStrings, ShellEscapes) {
   struct {
     const char* text;
     int wild;
@@ -329,7 +329,7 @@ TEST_F(Strings, ShellEscapes) {
   }
 }
 
-TEST_F(Strings, EveryEscapedByteReachesTheShellAsItself) {
+TEST_F(CommonStrings, EveryEscapedByteReachesTheShellAsItself) {
   for (int byte = 1; byte < 256; ++byte) {
     if (strchr(";!~=\n", byte) != nullptr) continue;
     const std::string text = std::string("a") + static_cast<char>(byte) + "b";
@@ -342,7 +342,7 @@ TEST_F(Strings, EveryEscapedByteReachesTheShellAsItself) {
   }
 }
 
-TEST_F(Strings, Numeric) {
+TEST_F(CommonStrings, Numeric) {
   for (const char* text : {"", "0", "0123456789", "00000000000000000000000000000000"}) {
     EXPECT_TRUE(isNumeric(text)) << text;
     EXPECT_TRUE(isNumeric(std::string(text))) << text;
@@ -356,7 +356,7 @@ TEST_F(Strings, Numeric) {
   EXPECT_EQ(logged(), Lines{"[I](common:858):invalid param"});
 }
 
-TEST_F(Strings, LineEnds) {
+TEST_F(CommonStrings, LineEnds) {
   struct {
     const char* text;
     const char* result;
@@ -375,7 +375,7 @@ TEST_F(Strings, LineEnds) {
   EXPECT_EQ(logged(), Lines{"[I](common:1588):invalid param"});
 }
 
-TEST_F(Strings, EnvironmentValues) {
+TEST_F(CommonStrings, EnvironmentValues) {
   const Environment set("MOXEL_TEST_VALUE", " value ");
   const Environment empty("MOXEL_TEST_EMPTY", "");
   const Environment unset("MOXEL_TEST_UNSET", std::nullopt);
@@ -388,7 +388,7 @@ TEST_F(Strings, EnvironmentValues) {
   EXPECT_EQ(logged(), Lines{"[I](common:641):invalid param"});
 }
 
-TEST_F(Strings, Format) {
+TEST_F(CommonStrings, Format) {
   EXPECT_EQ(format("plain"), "plain");
   EXPECT_EQ(format("%d %s %5.1f %%", 3, "x", 2.25), "3 x   2.2 %");
   EXPECT_EQ(format("%s", ""), "");
@@ -400,20 +400,20 @@ TEST_F(Strings, Format) {
   }
 }
 
-TEST_F(Strings, OfALongFormatThatIsRejected1023BytesAreKept) {
+TEST_F(CommonStrings, OfALongFormatThatIsRejected1023BytesAreKept) {
   setlocale(LC_ALL, "C");
   const std::string text(3000, 'x');
   EXPECT_EQ(format("%s%lc", text.c_str(), static_cast<wint_t>(0x3042)), text.substr(0, 1023));
 }
 
-TEST_F(Strings, AFormatThatIsRejectedNeverGrows) {
+TEST_F(CommonStrings, AFormatThatIsRejectedNeverGrows) {
   setlocale(LC_ALL, "C");
   // A wide character that this locale cannot show.
   const std::string text = format("ab%lc", static_cast<wint_t>(0x3042));
   EXPECT_TRUE(text == "" || text == "ab") << text;
 }
 
-TEST_F(Strings, AFormatWithoutMemoryIsCut) {
+TEST_F(CommonStrings, AFormatWithoutMemoryIsCut) {
   const std::string text(5000, 'x');
   // The buffer grows from 1024 bytes to 2048, 4096 and 8192.
   struct {

@@ -24,9 +24,9 @@ namespace {
 
 constexpr const char* kNull = nullptr;
 
-class Templates : public LogTest {};
+class CommonTemplate : public LogTest {};
 
-TEST_F(Templates, Join) {
+TEST_F(CommonTemplate, Join) {
   using List = std::list<std::string>;
   EXPECT_EQ(join(List{}, "\n"), "");
   EXPECT_EQ(join(List{"a"}, "\n"), "a");
@@ -76,7 +76,7 @@ const SplitRow kSplitRows[] = {
     {"", "", 0, {""}},
 };
 
-TEST_F(Templates, SplitIntoAList) {
+TEST_F(CommonTemplate, SplitIntoAList) {
   for (const SplitRow& row : kSplitRows) {
     std::list<std::string> out = {"old"};
     EXPECT_EQ(split(row.text, row.delim, out, row.count), static_cast<int>(row.fields.size()));
@@ -90,7 +90,7 @@ TEST_F(Templates, SplitIntoAList) {
   EXPECT_EQ(logged(), Lines{"[I](common_template:267):invalid param"});
 }
 
-TEST_F(Templates, SplitIntoAVector) {
+TEST_F(CommonTemplate, SplitIntoAVector) {
   for (const SplitRow& row : kSplitRows) {
     std::vector<std::string> out = {"old"};
     EXPECT_EQ(split(row.text, row.delim, out, row.count), static_cast<int>(row.fields.size()));
@@ -103,7 +103,7 @@ TEST_F(Templates, SplitIntoAVector) {
   EXPECT_EQ(logged(), Lines{"[I](common:2232):invalid param"});
 }
 
-TEST_F(Templates, ATextMayStandInTheListItIsSplitInto) {
+TEST_F(CommonTemplate, ATextMayStandInTheListItIsSplitInto) {
   std::list<std::string> out = {"a long text that is not kept within the string,b"};
   EXPECT_EQ(split(out.front().c_str(), ",", out, 0), 2);
   EXPECT_EQ(out, (std::list<std::string>{"a long text that is not kept within the string", "b"}));
@@ -111,7 +111,7 @@ TEST_F(Templates, ATextMayStandInTheListItIsSplitInto) {
 
 // ---- getFileList -------------------------------------------------------------------------------
 
-TEST(Split, TakesNoRoomForFieldsThatAreNotThere) {
+TEST(CommonTemplateSplit, TakesNoRoomForFieldsThatAreNotThere) {
   // "a" stands where "ab" might begin, a million times.
   const std::string text(1000000, 'a');
   std::vector<std::string> fields;
@@ -120,10 +120,10 @@ TEST(Split, TakesNoRoomForFieldsThatAreNotThere) {
   EXPECT_EQ(fields.capacity(), 1u);
 }
 
-class FileList : public LogTest {
+class CommonTemplateFileList : public LogTest {
  protected:
   // A directory with every kind of entry.
-  FileList() : dir(scratch.file("dir")) {
+  CommonTemplateFileList() : dir(scratch.file("dir")) {
     mkdir(dir.c_str(), 0755);
     writeFile(dir + "/f1", "12345");
     writeFile(dir + "/f 2", "");
@@ -149,7 +149,7 @@ class FileList : public LogTest {
   std::string dir;
 };
 
-TEST_F(FileList, FilesDirectoriesOrBoth) {
+TEST_F(CommonTemplateFileList, FilesDirectoriesOrBoth) {
   const Lines files = {".hidden", "dangling", "f 2", "f1", "fifo", "to file"};
   // A socket counts as a directory.
   const Lines directories = {"socket", "sub", "to dir"};
@@ -165,7 +165,7 @@ TEST_F(FileList, FilesDirectoriesOrBoth) {
   EXPECT_EQ(logged(), Lines{});
 }
 
-TEST_F(FileList, DevicesAreToldApart) {
+TEST_F(CommonTemplateFileList, DevicesAreToldApart) {
   std::list<std::string> files;
   EXPECT_GT(getFileList(files, "/dev", 0, 0, 0), 0);
   EXPECT_EQ(std::count(files.begin(), files.end(), "null"), 1);
@@ -177,7 +177,7 @@ TEST_F(FileList, DevicesAreToldApart) {
   EXPECT_EQ(std::count(directories.begin(), directories.end(), "block"), 1);
 }
 
-TEST_F(FileList, FullNamesHaveOneSlashBetween) {
+TEST_F(CommonTemplateFileList, FullNamesHaveOneSlashBetween) {
   const Lines expected = {dir + "/socket", dir + "/sub", dir + "/to dir"};
   EXPECT_EQ(list(1, 0, 1), expected);
   EXPECT_EQ(list(2, 0, 1), expected);
@@ -189,7 +189,7 @@ TEST_F(FileList, FullNamesHaveOneSlashBetween) {
   }
 }
 
-TEST_F(FileList, AwkwardNamesAreNames) {
+TEST_F(CommonTemplateFileList, AwkwardNamesAreNames) {
   const std::string awkward = scratch.file("awkward");
   ASSERT_EQ(mkdir(awkward.c_str(), 0755), 0);
   for (const std::string& name : kAwkwardNames) writeFile(awkward + "/" + name, "");
@@ -198,7 +198,7 @@ TEST_F(FileList, AwkwardNamesAreNames) {
   EXPECT_TRUE(std::is_permutation(out.begin(), out.end(), kAwkwardNames.begin()));
 }
 
-TEST_F(FileList, ASocketMountedOverAFileCountsAsADirectory) {
+TEST_F(CommonTemplateFileList, ASocketMountedOverAFileCountsAsADirectory) {
   // The directory itself still calls it a file.
   expectInChild([&] {
     ASSERT_TRUE(enterPrivateNamespace());
@@ -212,7 +212,7 @@ TEST_F(FileList, ASocketMountedOverAFileCountsAsADirectory) {
   });
 }
 
-TEST_F(FileList, TheSystemsOrderIsKept) {
+TEST_F(CommonTemplateFileList, TheSystemsOrderIsKept) {
   for (int i = 0; i < 200; ++i) writeFile(dir + "/" + std::to_string(i * 7919), "");
   Lines expected;
   DIR* directory = opendir(dir.c_str());
@@ -227,20 +227,20 @@ TEST_F(FileList, TheSystemsOrderIsKept) {
   EXPECT_EQ(Lines(out.begin(), out.end()), expected);
 }
 
-TEST_F(FileList, AnyListServes) {
+TEST_F(CommonTemplateFileList, AnyListServes) {
   std::vector<std::string> out = {"old"};
   EXPECT_EQ(getFileList(out, (dir + "/sub").c_str(), 0, 0, 0), 1);
   EXPECT_EQ(out, Lines{"below"});
 }
 
-TEST_F(FileList, AnEmptyDirectory) {
+TEST_F(CommonTemplateFileList, AnEmptyDirectory) {
   ASSERT_EQ(mkdir(scratch.file("empty").c_str(), 0700), 0);
   std::list<std::string> out = {"old"};
   EXPECT_EQ(getFileList(out, scratch.file("empty").c_str(), 0, 1, 0), 0);
   EXPECT_TRUE(out.empty());
 }
 
-TEST_F(FileList, WhatIsNoDirectoryLeavesTheListAlone) {
+TEST_F(CommonTemplateFileList, WhatIsNoDirectoryLeavesTheListAlone) {
   std::list<std::string> out = {"old"};
   for (const std::string& path :
        {dir + "/f1", dir + "/missing", dir + "/dangling", std::string()}) {
@@ -253,7 +253,7 @@ TEST_F(FileList, WhatIsNoDirectoryLeavesTheListAlone) {
   EXPECT_EQ(logged(), Lines{"[I](common_template:118):invalid param"});
 }
 
-TEST_F(FileList, WhatCannotBeOpenedGivesAnEmptyList) {
+TEST_F(CommonTemplateFileList, WhatCannotBeOpenedGivesAnEmptyList) {
   chmod(scratch.path().c_str(), 0755);
   chmod(dir.c_str(), 0311);
   expectInChild([&] {
@@ -271,14 +271,14 @@ TEST_F(FileList, WhatCannotBeOpenedGivesAnEmptyList) {
   EXPECT_EQ(logged(), Lines{});
 }
 
-TEST_F(FileList, NamesOf4096BytesAreNoDirectories) {
+TEST_F(CommonTemplateFileList, NamesOf4096BytesAreNoDirectories) {
   std::list<std::string> out = {"old"};
   const std::string path = dir + std::string(4096, '/');
   EXPECT_EQ(getFileList(out, path.c_str(), 0, 1, 0), -1);
   EXPECT_EQ(out, std::list<std::string>{"old"});
 }
 
-TEST_F(FileList, WithoutTheRightToSearchNothingIsKnownToBeADirectory) {
+TEST_F(CommonTemplateFileList, WithoutTheRightToSearchNothingIsKnownToBeADirectory) {
   chmod(scratch.path().c_str(), 0755);
   chmod(dir.c_str(), 0444);
   expectInChild([&] {
@@ -289,7 +289,7 @@ TEST_F(FileList, WithoutTheRightToSearchNothingIsKnownToBeADirectory) {
   });
 }
 
-TEST_F(FileList, WhatCannotBeExaminedIsNoDirectory) {
+TEST_F(CommonTemplateFileList, WhatCannotBeExaminedIsNoDirectory) {
   // Gone before it is looked at.
   const std::string vanishing = dir + "/vanishing";
   for (const int dirsOnly : {0, 1}) {
@@ -304,7 +304,7 @@ TEST_F(FileList, WhatCannotBeExaminedIsNoDirectory) {
   }
 }
 
-TEST_F(FileList, NamesTooLongToBeExaminedAreNoDirectories) {
+TEST_F(CommonTemplateFileList, NamesTooLongToBeExaminedAreNoDirectories) {
   // The directory's own name is still short enough, its entries' names are not.
   expectInChild([&] {
     const std::string path = enterDeepDirectory(dir, 4000);
@@ -319,13 +319,13 @@ TEST_F(FileList, NamesTooLongToBeExaminedAreNoDirectories) {
   });
 }
 
-TEST_F(FileList, ADirectoryFromItsOwnList) {
+TEST_F(CommonTemplateFileList, ADirectoryFromItsOwnList) {
   std::list<std::string> out = {dir + "/sub"};
   EXPECT_EQ(getFileList(out, out.front().c_str(), 0, 0, 0), 1);
   EXPECT_EQ(out, std::list<std::string>{"below"});
 }
 
-TEST_F(FileList, LeavesNoDescriptor) {
+TEST_F(CommonTemplateFileList, LeavesNoDescriptor) {
   const auto before = openDescriptors();
   std::list<std::string> out;
   getFileList(out, dir.c_str(), 0, 0, 0);

@@ -20,17 +20,17 @@
 
 namespace {
 
-class Times : public LogTest {
+class CommonTime : public LogTest {
  protected:
   // Nine hours east of the meridian.
-  Times() : m_zone("TZ", "JST-9") { tzset(); }
-  ~Times() override { unsetenv("TZ"); }
+  CommonTime() : m_zone("TZ", "JST-9") { tzset(); }
+  ~CommonTime() override { unsetenv("TZ"); }
 
  private:
   Environment m_zone;
 };
 
-TEST_F(Times, Commas) {
+TEST_F(CommonTime, Commas) {
   struct {
     long long value;
     const char* result;
@@ -57,7 +57,7 @@ TEST_F(Times, Commas) {
   }
 }
 
-TEST_F(Times, CompactForm) {
+TEST_F(CommonTime, CompactForm) {
   struct {
     long time;
     const char* result;
@@ -73,13 +73,13 @@ TEST_F(Times, CompactForm) {
   }
 }
 
-TEST_F(Times, DisplayForm) {
+TEST_F(CommonTime, DisplayForm) {
   EXPECT_EQ(getTimeStr(1), "1970/01/01 09:00:01");
   EXPECT_EQ(getTimeStr(951782399), "2000/02/29 08:59:59");
   EXPECT_EQ(getTimeStr(1700000000), "2023/11/15 07:13:20");
 }
 
-TEST_F(Times, ZeroMeansNow) {
+TEST_F(CommonTime, ZeroMeansNow) {
   const long before = time(nullptr);
   std::string compact;
   const long used = getTimeStr(compact, 0);
@@ -98,14 +98,14 @@ TEST_F(Times, ZeroMeansNow) {
   EXPECT_LE(negative, getTimeStr(after));
 }
 
-TEST_F(Times, TimesWithoutALocalFormAreEmpty) {
+TEST_F(CommonTime, TimesWithoutALocalFormAreEmpty) {
   std::string out = "before";
   EXPECT_EQ(getTimeStr(out, LONG_MAX), LONG_MAX);
   EXPECT_EQ(out, "");
   EXPECT_EQ(getTimeStr(LONG_MAX), "");
 }
 
-TEST_F(Times, FileDates) {
+TEST_F(CommonTime, FileDates) {
   const std::string file = scratch.file("file");
   writeFile(file, "");
   ASSERT_EQ(symlink("file", scratch.file("link").c_str()), 0);
@@ -131,7 +131,7 @@ TEST_F(Times, FileDates) {
   EXPECT_EQ(logged(), Lines{"get file date error(" + scratch.file("missing") + ")"});
 }
 
-TEST_F(Times, Conversion) {
+TEST_F(CommonTime, Conversion) {
   char display[21];
   memset(display, 'x', sizeof display);
   EXPECT_EQ(convDate("20231115071320", display), 0);
@@ -141,7 +141,7 @@ TEST_F(Times, Conversion) {
   EXPECT_STREQ(display, "abcd/ef/gh ij:kl:mn");
 }
 
-TEST_F(Times, ElapsedTime) {
+TEST_F(CommonTime, ElapsedTime) {
   timespec before = {};
   timespec after = {};
   clock_gettime(CLOCK_REALTIME, &before);
@@ -161,7 +161,7 @@ TEST_F(Times, ElapsedTime) {
   EXPECT_TRUE(fraction);
 }
 
-TEST_F(Times, WaitsForALine) {
+TEST_F(CommonTime, WaitsForALine) {
   // The second line is what is left, and a long line takes several calls.
   writeFile(scratch.file("input"), "first\nsecond\n" + std::string(1500, 'x') + "\nlast\n");
   expectInChild([&] {
@@ -176,7 +176,7 @@ TEST_F(Times, WaitsForALine) {
   });
 }
 
-TEST_F(Times, WaitsUntilTheLineIsThere) {
+TEST_F(CommonTime, WaitsUntilTheLineIsThere) {
   int ends[2];
   ASSERT_EQ(pipe(ends), 0);
   const pid_t child = startExpecting([&] {
@@ -195,7 +195,7 @@ TEST_F(Times, WaitsUntilTheLineIsThere) {
   close(ends[1]);
 }
 
-TEST_F(Times, ListsAreLogged) {
+TEST_F(CommonTime, ListsAreLogged) {
   std::list<std::string> lines = {"one", "", "100%s"};
   EXPECT_EQ(logList("prefix", lines), 1);
   EXPECT_EQ(logged(), (Lines{"prefix:one", "prefix:", "prefix:100%s"}));
@@ -204,7 +204,7 @@ TEST_F(Times, ListsAreLogged) {
   EXPECT_EQ(logged().size(), 3u);
 }
 
-TEST_F(Times, AKeyPassesOnceMoreThanItsLimit) {
+TEST_F(CommonTime, AKeyPassesOnceMoreThanItsLimit) {
   std::map<std::string, int> counts;
   for (const int expected : {1, 1, 1, 0, 0}) EXPECT_EQ(atOnce("k", &counts, 2), expected);
   EXPECT_EQ(counts["k"], 3);
@@ -225,7 +225,7 @@ struct LateAsker {
   bool asks = false;
 } lateAsker;
 
-TEST_F(Times, TheProcessCountsUntilItEnds) {
+TEST_F(CommonTime, TheProcessCountsUntilItEnds) {
   expectInChild([] {
     for (int i = 0; i < 1000; ++i) atOnce("key " + std::to_string(i), nullptr, 0);
     ASSERT_EQ(atOnce("late", nullptr, 0), 1);
@@ -234,7 +234,7 @@ TEST_F(Times, TheProcessCountsUntilItEnds) {
   });
 }
 
-TEST_F(Times, TheProcessCountsWhereTheCallerDoesNot) {
+TEST_F(CommonTime, TheProcessCountsWhereTheCallerDoesNot) {
   expectInChild([] {
     for (const int expected : {1, 0, 0}) EXPECT_EQ(atOnce("k", nullptr, 0), expected);
     EXPECT_EQ(atOnce("other", nullptr, 0), 1);

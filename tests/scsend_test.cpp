@@ -45,9 +45,9 @@ const std::string kAgent = "/opt/ZQRNvek/lib/libvekcom.so.2.0";
 const std::string kLog = "/var/log/kardo/moxel/log/moxel.log";
 const std::string kCommandLine = kScript + " -v 2>/dev/null";
 
-class Command : public testing::Test {
+class Scsend : public testing::Test {
  protected:
-  Command() {
+  Scsend() {
     for (const char* name : {"VEKCOM_STATUS", "VEKCOM_RESULT", "MOXEL_LOG", "MOXEL_LOG_LEVEL"}) {
       environment[name] = "";
     }
@@ -169,24 +169,24 @@ std::string universalTime(time_t seconds) {
 
 // ---- Outcomes ----------------------------------------------------------------------------------
 
-TEST_F(Command, ASilentScriptLeavesOneLine) { expectRun(0, kCompleted); }
+TEST_F(Scsend, ASilentScriptLeavesOneLine) { expectRun(0, kCompleted); }
 
-TEST_F(Command, TheScriptsLinesFollowAnEmptyLine) {
+TEST_F(Scsend, TheScriptsLinesFollowAnEmptyLine) {
   script = "#!/bin/sh\necho a\necho b\n";
   expectRun(0, kCompleted + "\na\nb");
 }
 
-TEST_F(Command, AFailedScriptsStatusIsPassedOn) {
+TEST_F(Scsend, AFailedScriptsStatusIsPassedOn) {
   script = "#!/bin/sh\necho a\necho b\nexit 3\n";
   expectRun(3, kNotCompleted + "\na\nb");
 }
 
-TEST_F(Command, AFailedSilentScript) {
+TEST_F(Scsend, AFailedSilentScript) {
   script = "#!/bin/sh\nexit 255\n";
   expectRun(255, kNotCompleted);
 }
 
-TEST_F(Command, AScriptKilledByASignal) {
+TEST_F(Scsend, AScriptKilledByASignal) {
   script = "#!/bin/sh\necho before\nkill -9 $$\n";
   // The shell that runs the command line has the script's place or reports 128 and the signal.
   run();
@@ -198,7 +198,7 @@ TEST_F(Command, AScriptKilledByASignal) {
       << waitStatus << " " << status;
 }
 
-TEST_F(Command, AShellKilledByASignal) {
+TEST_F(Scsend, AShellKilledByASignal) {
   // The command line's shell, which is the script's parent or has become the script.
   script =
       "#!/bin/sh\necho before\n"
@@ -211,22 +211,22 @@ TEST_F(Command, AShellKilledByASignal) {
   EXPECT_EQ(log[0].substr(log[0].find(',')), ",wstat=00000009");
 }
 
-TEST_F(Command, AMissingScript) {
+TEST_F(Scsend, AMissingScript) {
   hasScript = false;
   expectRun(127, kNotCompleted);
 }
 
-TEST_F(Command, AScriptThatIsNotExecutable) {
+TEST_F(Scsend, AScriptThatIsNotExecutable) {
   scriptMode = 0644;
   expectRun(126, kNotCompleted);
 }
 
-TEST_F(Command, TheScriptIsRunVerboselyWithoutErrorOutput) {
+TEST_F(Scsend, TheScriptIsRunVerboselyWithoutErrorOutput) {
   script = "#!/bin/sh\necho \"$#:$1\"\necho lost >&2\n";
   expectRun(0, kCompleted + "\n1:-v");
 }
 
-TEST_F(Command, EveryOtherStatusIsNotInOperation) {
+TEST_F(Scsend, EveryOtherStatusIsNotInOperation) {
   for (const char* word :
        {"0", "1", "31", "33", "0x10020", "0x10000", "0x20000", "0x30000", "-1"}) {
     script = "#!/bin/sh\necho ran\n";
@@ -237,12 +237,12 @@ TEST_F(Command, EveryOtherStatusIsNotInOperation) {
   }
 }
 
-TEST_F(Command, AnAgentThatFailsIsNotInOperation) {
+TEST_F(Scsend, AnAgentThatFailsIsNotInOperation) {
   environment["VEKCOM_RESULT"] = "5";
   expectRun(255, kNotInOperation);
 }
 
-TEST_F(Command, AnAgentThatThrowsAnIntIsNotCompleted) {
+TEST_F(Scsend, AnAgentThatThrowsAnIntIsNotCompleted) {
   agent = MOXEL_BUILD_DIR "/throwing_int/libvekcom.so.2.0";
   // The system keeps the low eight bits.
   for (const int thrown : {42, 256, -1, 0}) {
@@ -253,14 +253,14 @@ TEST_F(Command, AnAgentThatThrowsAnIntIsNotCompleted) {
   }
 }
 
-TEST_F(Command, AnyOtherExceptionEndsTheRun) {
+TEST_F(Scsend, AnyOtherExceptionEndsTheRun) {
   agent = MOXEL_BUILD_DIR "/throwing_other/libvekcom.so.2.0";
   run();
   EXPECT_EQ(signal, SIGABRT);
   EXPECT_EQ(output, "");
 }
 
-TEST_F(Command, WithoutTheAgentsLibraryTheCommandDoesNotStart) {
+TEST_F(Scsend, WithoutTheAgentsLibraryTheCommandDoesNotStart) {
   agent = "";
   run();
   EXPECT_EQ(status, 127);
@@ -271,12 +271,12 @@ TEST_F(Command, WithoutTheAgentsLibraryTheCommandDoesNotStart) {
 
 // ---- Output ------------------------------------------------------------------------------------
 
-TEST_F(Command, TheLastLineHasNoEnd) {
+TEST_F(Scsend, TheLastLineHasNoEnd) {
   script = "#!/bin/sh\nprintf 'a\\nunended'\n";
   expectRun(0, kCompleted + "\na\nunended");
 }
 
-TEST_F(Command, EmptyLinesAndLineEndsOfOtherSystems) {
+TEST_F(Scsend, EmptyLinesAndLineEndsOfOtherSystems) {
   script = "#!/bin/sh\nprintf '\\n\\na\\r\\nb\\r\\n\\n'\n";
   expectRun(0, kCompleted + "\n\n\na\nb\n");
   script = "#!/bin/sh\necho\n";
@@ -284,18 +284,18 @@ TEST_F(Command, EmptyLinesAndLineEndsOfOtherSystems) {
   expectRun(0, kCompleted + "\n");
 }
 
-TEST_F(Command, LongLinesArriveInPieces) {
+TEST_F(Scsend, LongLinesArriveInPieces) {
   script = "#!/bin/sh\nhead -c 2500 /dev/zero | tr '\\0' x\necho\n";
   expectRun(0, kCompleted + "\n" + std::string(1023, 'x') + "\n" + std::string(1023, 'x') + "\n" +
                    std::string(454, 'x'));
 }
 
-TEST_F(Command, BytesPassUnchanged) {
+TEST_F(Scsend, BytesPassUnchanged) {
   script = "#!/bin/sh\nprintf '\\244\\242%%s%%n\\001\\377\\n'\n";
   expectRun(0, kCompleted + "\n\xa4\xa2%s%n\x01\xff");
 }
 
-TEST_F(Command, MuchOutput) {
+TEST_F(Scsend, MuchOutput) {
   script = "#!/bin/sh\nyes 0123456789012345678901234567890123456789012345678 | head -c 50000000\n";
   run();
   EXPECT_EQ(status, 0);
@@ -310,7 +310,7 @@ TEST_F(Command, MuchOutput) {
   EXPECT_TRUE(same);
 }
 
-TEST_F(Command, AClosedOutputDoesNotChangeTheStatus) {
+TEST_F(Scsend, AClosedOutputDoesNotChangeTheStatus) {
   beforeStart = [] { close(STDOUT_FILENO); };
   script = "#!/bin/sh\necho a\n";
   expectRun(0, "");
@@ -319,7 +319,7 @@ TEST_F(Command, AClosedOutputDoesNotChangeTheStatus) {
   expectRun(3, "");
 }
 
-TEST_F(Command, AFullOutputDoesNotChangeTheStatus) {
+TEST_F(Scsend, AFullOutputDoesNotChangeTheStatus) {
   beforeStart = [] { dup2(open("/dev/full", O_WRONLY), STDOUT_FILENO); };
   script = "#!/bin/sh\nyes | head -n 100000\nexit 3\n";
   expectRun(3, "");
@@ -330,9 +330,9 @@ TEST_F(Command, AFullOutputDoesNotChangeTheStatus) {
 
 // ---- Hostile surroundings ----------------------------------------------------------------------
 
-class Surroundings : public Command {};
+class ScsendSurroundings : public Scsend {};
 
-TEST_F(Surroundings, EachStandardDescriptorClosed) {
+TEST_F(ScsendSurroundings, EachStandardDescriptorClosed) {
   script = "#!/bin/sh\necho a\nexit 4\n";
   for (int closed = 1; closed < 8; ++closed) {
     beforeStart = [closed] {
@@ -346,7 +346,7 @@ TEST_F(Surroundings, EachStandardDescriptorClosed) {
   }
 }
 
-TEST_F(Surroundings, ALimitOfFourDescriptors) {
+TEST_F(ScsendSurroundings, ALimitOfFourDescriptors) {
   if (kMeasured) GTEST_SKIP() << "what watches it needs files itself";
   beforeStart = [] {
     close_range(3, ~0U, 0);
@@ -357,7 +357,7 @@ TEST_F(Surroundings, ALimitOfFourDescriptors) {
   EXPECT_EQ(log, Lines{"MXL90003L:failed to pipe():Too many open files"});
 }
 
-TEST_F(Surroundings, ALimitOfFileSizes) {
+TEST_F(ScsendSurroundings, ALimitOfFileSizes) {
   if (kMeasured) GTEST_SKIP() << "what watches it needs files itself";
   // The substitute's own log would end the command.
   environment["VEKCOM_LOG"] = "";
@@ -375,7 +375,7 @@ TEST_F(Surroundings, ALimitOfFileSizes) {
   }
 }
 
-TEST_F(Surroundings, AnOutputWithoutReaderDoesNotChangeTheStatus) {
+TEST_F(ScsendSurroundings, AnOutputWithoutReaderDoesNotChangeTheStatus) {
   script = "#!/bin/sh\nyes | head -n 100000\nexit 3\n";
   beforeStart = [] {
     int ends[2];
@@ -388,7 +388,7 @@ TEST_F(Surroundings, AnOutputWithoutReaderDoesNotChangeTheStatus) {
   EXPECT_EQ(signal, 0);
 }
 
-TEST_F(Surroundings, NoBufferingChangesTheStatusWithoutReader) {
+TEST_F(ScsendSurroundings, NoBufferingChangesTheStatusWithoutReader) {
   // stdbuf loads a library in front of the sanitizer's.
   environment["ASAN_OPTIONS"] = "verify_asan_link_order=0";
   for (const char* buffering : {"-o0", "-oL"}) {
@@ -410,7 +410,7 @@ TEST_F(Surroundings, NoBufferingChangesTheStatusWithoutReader) {
   }
 }
 
-TEST_F(Surroundings, TheScriptDiesOfABrokenPipeAsEverywhere) {
+TEST_F(ScsendSurroundings, TheScriptDiesOfABrokenPipeAsEverywhere) {
   // What the command ignores for its own output is not ignored for the script.
   beforeStart = [] {
     for (int number = 1; number < SIGRTMIN; ++number) ::signal(number, SIG_DFL);
@@ -420,7 +420,7 @@ TEST_F(Surroundings, TheScriptDiesOfABrokenPipeAsEverywhere) {
   EXPECT_EQ(output, kCompleted + "\nSigIgn:\t0000000000000000");
 }
 
-TEST_F(Surroundings, ACallerThatIgnoresTheEndOfChildren) {
+TEST_F(ScsendSurroundings, ACallerThatIgnoresTheEndOfChildren) {
   // The child's status is lost; its output is not.
   beforeStart = [] { ::signal(SIGCHLD, SIG_IGN); };
   script = "#!/bin/sh\necho a\n";
@@ -429,7 +429,7 @@ TEST_F(Surroundings, ACallerThatIgnoresTheEndOfChildren) {
   EXPECT_NE(log[0].find("wstat=ffffffff"), std::string::npos) << log[0];
 }
 
-TEST_F(Surroundings, AnUnusualMask) {
+TEST_F(ScsendSurroundings, AnUnusualMask) {
   // The substitute's file is there before: what the mask leaves of it a user could not read.
   writeFile(scratch.file("calls"), "");
   beforeStart = [] { umask(0777); };
@@ -439,7 +439,7 @@ TEST_F(Surroundings, AnUnusualMask) {
   EXPECT_EQ(readFile(scratch.file("mode")), "0") << "the log has what the mask leaves of it";
 }
 
-TEST_F(Surroundings, AWorkingDirectoryThatIsGoneOrClosed) {
+TEST_F(ScsendSurroundings, AWorkingDirectoryThatIsGoneOrClosed) {
   script = "#!/bin/sh\necho a\n";
   for (const bool gone : {true, false}) {
     beforeStart = [&] {
@@ -455,7 +455,7 @@ TEST_F(Surroundings, AWorkingDirectoryThatIsGoneOrClosed) {
   }
 }
 
-TEST_F(Surroundings, AWorkingDirectoryThatCannotBeRead) {
+TEST_F(ScsendSurroundings, AWorkingDirectoryThatCannotBeRead) {
   script = "#!/bin/sh\nls . >/dev/null 2>&1 || echo unreadable\n";
   beforeStart = [&] {
     const std::string directory = scratch.file("cwd");
@@ -469,7 +469,7 @@ TEST_F(Surroundings, AWorkingDirectoryThatCannotBeRead) {
   EXPECT_EQ(log.size(), 2u);
 }
 
-TEST_F(Surroundings, EnvironmentVariablesOf100Kilobytes) {
+TEST_F(ScsendSurroundings, EnvironmentVariablesOf100Kilobytes) {
   const std::string big(100 << 10, 'x');
   script = "#!/bin/sh\necho a\n";
   for (const char* name : {"LANG", "LC_ALL", "MOXEL_CONF", "MOXEL_LOG_LEVEL", "MOXEL_NOT_DEL_TEMP",
@@ -486,7 +486,7 @@ TEST_F(Surroundings, EnvironmentVariablesOf100Kilobytes) {
   EXPECT_EQ(log, Lines{});
 }
 
-TEST_F(Surroundings, ATimeZoneThatIsMissing) {
+TEST_F(ScsendSurroundings, ATimeZoneThatIsMissing) {
   environment["TZ"] = ":/nonexistent/zone";
   script = "#!/bin/sh\necho a\n";
   const time_t before = time(nullptr);
@@ -499,7 +499,7 @@ TEST_F(Surroundings, ATimeZoneThatIsMissing) {
   }
 }
 
-TEST_F(Surroundings, AnEmptyPath) {
+TEST_F(ScsendSurroundings, AnEmptyPath) {
   beforeStart = [] { setenv("PATH", "", 1); };
   script = "#!/bin/sh\necho \"[$PATH]\"\n";
   expectRun(0, kCompleted + "\n[]");
@@ -508,7 +508,7 @@ TEST_F(Surroundings, AnEmptyPath) {
 
 // ---- Log ---------------------------------------------------------------------------------------
 
-TEST_F(Command, ARunLeavesTheChildsTwoLines) {
+TEST_F(Scsend, ARunLeavesTheChildsTwoLines) {
   script = "#!/bin/sh\nexit 3\n";
   run();
   ASSERT_EQ(log.size(), 2u);
@@ -517,7 +517,7 @@ TEST_F(Command, ARunLeavesTheChildsTwoLines) {
   EXPECT_EQ(log[1], "MXL90004L:com=" + kCommandLine);
 }
 
-TEST_F(Command, TraceShowsEveryStep) {
+TEST_F(Scsend, TraceShowsEveryStep) {
   environment["MOXEL_LOG_LEVEL"] = "LOG_LEVEL_TRACE";
   run();
   ASSERT_EQ(log.size(), 6u);
@@ -528,20 +528,20 @@ TEST_F(Command, TraceShowsEveryStep) {
   EXPECT_EQ(log[5], "[T](common:575):  WIFSTOPPED:0    WSTOPSIG:0");
 }
 
-TEST_F(Command, WithoutALogDirectoryTheLinesAreLost) {
+TEST_F(Scsend, WithoutALogDirectoryTheLinesAreLost) {
   hasLogDirectory = false;
   script = "#!/bin/sh\necho a\n";
   expectRun(0, kCompleted + "\na");
   EXPECT_EQ(files, (std::set<std::string>{kAgent, kCommand, kScript}));
 }
 
-TEST_F(Command, LeavesNothingButItsLog) {
+TEST_F(Scsend, LeavesNothingButItsLog) {
   script = "#!/bin/sh\necho a\n";
   run();
   EXPECT_EQ(files, (std::set<std::string>{kAgent, kCommand, kScript, kLog}));
 }
 
-TEST_F(Command, ArgumentsAreNotExamined) {
+TEST_F(Scsend, ArgumentsAreNotExamined) {
   beforeStart = [] {
     execl(kCommand.c_str(), "scsend", "--help", "x", static_cast<char*>(nullptr));
   };
@@ -578,7 +578,7 @@ std::vector<std::pair<long, std::string>> dynamicSection(const std::string& path
   return entries;
 }
 
-TEST(CommandFile, NeedsTheAgentAndSearchesTheTwoDirectoriesOnly) {
+TEST(ScsendFile, NeedsTheAgentAndSearchesTheTwoDirectoriesOnly) {
   bool needsAgent = false;
   std::vector<std::string> paths;
   for (const auto& [tag, name] : dynamicSection(MOXEL_BUILD_DIR "/scsend")) {
@@ -589,7 +589,7 @@ TEST(CommandFile, NeedsTheAgentAndSearchesTheTwoDirectoriesOnly) {
   EXPECT_EQ(paths, std::vector<std::string>{"/opt/ZQRNvek/lib:/opt/kardo/moxel/lib"});
 }
 
-TEST(CommandFile, TheSubstituteHasTheAgentsName) {
+TEST(ScsendFile, TheSubstituteHasTheAgentsName) {
   std::vector<std::string> names;
   for (const auto& [tag, name] : dynamicSection(MOXEL_BUILD_DIR "/libvekcom.so.2.0")) {
     if (tag == DT_SONAME) names.push_back(name);
@@ -622,7 +622,7 @@ std::string disassembly() {
   return readFile(output);
 }
 
-TEST(CommandFile, GuardsItsStackAndItsJumps) {
+TEST(ScsendFile, GuardsItsStackAndItsJumps) {
 #if defined(__x86_64__)
   if (!MOXEL_HARDENED) GTEST_SKIP() << "a build for measurement only";
   const std::string code = disassembly();
@@ -636,7 +636,7 @@ TEST(CommandFile, GuardsItsStackAndItsJumps) {
 #endif
 }
 
-TEST(CommandFile, IsHardened) {
+TEST(ScsendFile, IsHardened) {
   if (!MOXEL_HARDENED) GTEST_SKIP() << "a build for measurement only";
   const std::string header = readelf("-h");
   EXPECT_NE(lineWith(header, "Type:").find("DYN (Position-Independent Executable file)"),

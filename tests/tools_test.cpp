@@ -272,9 +272,9 @@ TEST_F(Tools, ExplainReadsRecords) {
 }
 
 // The semaphore of the scratch log, in the states that tools or others leave it in.
-class Loglock : public Tools {
+class ToolsLoglock : public Tools {
  protected:
-  ~Loglock() override { semctl(set(), 0, IPC_RMID); }
+  ~ToolsLoglock() override { semctl(set(), 0, IPC_RMID); }
 
   key_t key() const { return ftok(scratch.path().c_str(), CMutex::kProject); }
   int set() const { return semget(key(), 1, 0); }
@@ -288,7 +288,7 @@ class Loglock : public Tools {
   }
 };
 
-TEST_F(Loglock, TellsThatThereIsNone) {
+TEST_F(ToolsLoglock, TellsThatThereIsNone) {
   EXPECT_EQ(run("loglock", {}), 0);
   EXPECT_EQ(output, format("log file    %s\ndirectory   %s\nkey         0x%08x\n", C(logPath()),
                            C(scratch.path()), static_cast<unsigned>(key())) +
@@ -298,7 +298,7 @@ TEST_F(Loglock, TellsThatThereIsNone) {
   EXPECT_EQ(output, "There is no semaphore.\n");
 }
 
-TEST_F(Loglock, MakesAFreeOne) {
+TEST_F(ToolsLoglock, MakesAFreeOne) {
   EXPECT_EQ(run("loglock", {"--make"}), 0);
   EXPECT_EQ(lastLine(), "It is free.\n");
   EXPECT_EQ(semctl(set(), 0, GETVAL), 1);
@@ -314,7 +314,7 @@ TEST_F(Loglock, MakesAFreeOne) {
   EXPECT_EQ(semctl(set(), 0, GETVAL), 0);
 }
 
-TEST_F(Loglock, ShowsWhoHoldsIt) {
+TEST_F(ToolsLoglock, ShowsWhoHoldsIt) {
   CMutex mutex(scratch.path().c_str(), 1, false);
   ASSERT_TRUE(mutex.init(0));
   EXPECT_EQ(run("loglock", {}), 0);
@@ -339,7 +339,7 @@ TEST_F(Loglock, ShowsWhoHoldsIt) {
   EXPECT_EQ(exitCode(waitFor(waiter)), 1) << "its wait ended";
 }
 
-TEST_F(Loglock, TellsThatNobodyHoldsIt) {
+TEST_F(ToolsLoglock, TellsThatNobodyHoldsIt) {
   const std::string wrong =
       "It is taken, and nobody holds it: loglock --free, then loglock --make.\n";
   makeTaken();
@@ -362,7 +362,7 @@ TEST_F(Loglock, TellsThatNobodyHoldsIt) {
 }
 
 // Whoever made it keeps an owner's rights when it is given away.
-TEST_F(Loglock, TellsThatItBelongsToAStranger) {
+TEST_F(ToolsLoglock, TellsThatItBelongsToAStranger) {
   constexpr uid_t kStranger = 12345;
   ASSERT_EQ(run("loglock", {"--make"}), 0);
   semid_ds status = {};
@@ -386,7 +386,7 @@ TEST_F(Loglock, TellsThatItBelongsToAStranger) {
   EXPECT_EQ(lastLine().substr(0, 14), "It belongs to ");
 }
 
-TEST_F(Loglock, TellsWhatCannotBeSeen) {
+TEST_F(ToolsLoglock, TellsWhatCannotBeSeen) {
   if (geteuid() == 0) {
     ASSERT_EQ(run("loglock", {"--make"}), 0);
     openToOthers();

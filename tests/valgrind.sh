@@ -54,7 +54,7 @@ under() {
 
 # Left out: limits of descriptors and of file sizes, which valgrind itself needs, and the run that ends
 # by an exception, which nobody frees.
-under command "Command.*:Surroundings.*:Tools.*:Loglock.*:Substitute.*:MessageFiles.*-*.ALimitOf*:*.AnyOtherExceptionEndsTheRun" "$build/artefact_test" \
+under command "Scsend.*:ScsendSurroundings.*:Tools*:VekcomSubstitute.*:MessageFiles.*-*.ALimitOf*:*.AnyOtherExceptionEndsTheRun" "$build/artefact_test" \
   --trace-children=yes \
   --trace-children-skip='/bin/*,/usr/bin/*,/usr/sbin/*,*.sh'
 # What the command has open at its end it was given at its start.

@@ -9,10 +9,11 @@
 
 namespace {
 
-class Substitute : public testing::Test {
+class VekcomSubstitute : public testing::Test {
  protected:
-  Substitute() : m_library(dlopen(MOXEL_BUILD_DIR "/libvekcom.so.2.0", RTLD_NOW | RTLD_LOCAL)) {}
-  ~Substitute() override { dlclose(m_library); }
+  VekcomSubstitute()
+      : m_library(dlopen(MOXEL_BUILD_DIR "/libvekcom.so.2.0", RTLD_NOW | RTLD_LOCAL)) {}
+  ~VekcomSubstitute() override { dlclose(m_library); }
 
   void SetUp() override { ASSERT_NE(m_library, nullptr) << dlerror(); }
 
@@ -46,7 +47,7 @@ class Substitute : public testing::Test {
   void* m_library;
 };
 
-TEST_F(Substitute, IsInOperationByDefault) {
+TEST_F(VekcomSubstitute, IsInOperationByDefault) {
   int status = 0;
   int id = 0;
   int detail[3] = {1, 2, 3};
@@ -60,7 +61,7 @@ TEST_F(Substitute, IsInOperationByDefault) {
   EXPECT_EQ(detail[0] * 100 + detail[1] * 10 + detail[2], 123) << "left alone";
 }
 
-TEST_F(Substitute, AnswersAsTheEnvironmentSays) {
+TEST_F(VekcomSubstitute, AnswersAsTheEnvironmentSays) {
   const Environment variables[] = {{"VEKCOM_STATUS", "0x10000"},
                                    {"VEKCOM_RESULT", "-79"},
                                    {"VEKCOM_ID", "12345"},
@@ -80,7 +81,7 @@ TEST_F(Substitute, AnswersAsTheEnvironmentSays) {
   EXPECT_EQ(detail[2], 9);
 }
 
-TEST_F(Substitute, AShortDetailLeavesTheRest) {
+TEST_F(VekcomSubstitute, AShortDetailLeavesTheRest) {
   const Environment variable("VEKCOM_DETAIL", "2");
   int detail[3] = {7, 8, 9};
   communicate(detail);
@@ -89,7 +90,7 @@ TEST_F(Substitute, AShortDetailLeavesTheRest) {
   EXPECT_EQ(detail[2], 9);
 }
 
-TEST_F(Substitute, LogsItsCallsWhenAsked) {
+TEST_F(VekcomSubstitute, LogsItsCallsWhenAsked) {
   const Environment variable("VEKCOM_LOG", scratch.file("calls"));
   int number = 0;
   int detail[3] = {};
@@ -102,7 +103,7 @@ TEST_F(Substitute, LogsItsCallsWhenAsked) {
             "VEK_StartComm 0\nVEK_GetStatus 0\nVEK_GetID\nVEK_Communicate 7 0 12\nVEK_StopComm\n");
 }
 
-TEST_F(Substitute, ALogThatCannotBeWrittenIsNoFailure) {
+TEST_F(VekcomSubstitute, ALogThatCannotBeWrittenIsNoFailure) {
   const Environment variable("VEKCOM_LOG", scratch.file("missing/calls"));
   int status = 0;
   EXPECT_EQ(getStatus(status), 0);
