@@ -161,7 +161,7 @@ TEST_F(CEnvConfSettings, EveryKeywordIsKnown) {
   EXPECT_EQ(value("RCWaitLimit"), "3");
 }
 
-TEST_F(CEnvConfSettings, CommentsAndBlanksAround) {
+TEST_F(CEnvConfSettings, CommentsAndBlanksAroundALineAreDropped) {
   ASSERT_TRUE(
       load("# a comment = with a sign\n\n \t \n  FORMAT_VER=2.0 # remark\r\n"
            "SaveArea=/data/sa#remark\nMailTimeout= 3 0 \t#\nSWRetryTime=\n"));
@@ -191,14 +191,14 @@ TEST_F(CEnvConfSettings, TheLastLineNeedsNoEnd) {
   EXPECT_EQ(value("FORMAT_VER"), "1");
 }
 
-TEST_F(CEnvConfSettings, LinesWithoutAKeyword) {
+TEST_F(CEnvConfSettings, ALineWithoutAKeywordIsAnError) {
   expectError("keyword\n", 1, "keyword not exist.");
   expectError("=value\n", 1, "keyword not exist.");
   expectError("  = value\n", 1, "keyword not exist.");
   expectError("FORMAT_VER # = 1\n", 1, "keyword not exist.");
 }
 
-TEST_F(CEnvConfSettings, UnknownKeywords) {
+TEST_F(CEnvConfSettings, AnUnknownKeywordIsAnError) {
   expectError("Unknown=1\n", 1, "keyword error.");
   expectError("formaT_VER=1\n", 1, "keyword error.");
   expectError("BIGLIMIT=1\n", 1, "keyword error.");
@@ -275,7 +275,7 @@ TEST_F(CEnvConfSettings, AnErrorKeepsWhatStoodBeforeIt) {
   EXPECT_EQ(value("SaveCore"), "");
 }
 
-TEST_F(CEnvConfSettings, AFileThatCannotBeOpened) {
+TEST_F(CEnvConfSettings, AFileThatCannotBeOpenedLeavesTheTable) {
   ASSERT_TRUE(load("FORMAT_VER=1\n"));
   unlink(file.c_str());
   newlyLogged();
@@ -324,7 +324,7 @@ TEST_F(CEnvConfSettings, WithoutMessagesOnlyTheIdsAreShown) {
   const int status = inChild([&] {
     // As in a tool that has not initialised its messages.
     setenv("MOXEL_TEST_OUTPUT", scratch.file("output").c_str(), 1);
-    execl("/proc/self/exe", "moxel_test", "--gtest_filter=CEnvConfAlone.IsRead",
+    execl("/proc/self/exe", "moxel_test", "--gtest_filter=CEnvConfAlone.ShowsTheIdOfAMissingFile",
           static_cast<char*>(nullptr));
     return 1;
   });
@@ -333,7 +333,7 @@ TEST_F(CEnvConfSettings, WithoutMessagesOnlyTheIdsAreShown) {
 }
 
 // Runs in a process of its own, for the test above.
-TEST(CEnvConfAlone, IsRead) {
+TEST(CEnvConfAlone, ShowsTheIdOfAMissingFile) {
   const char* output = getenv("MOXEL_TEST_OUTPUT");
   if (output == nullptr) GTEST_SKIP() << "part of another test";
   testing::internal::CaptureStdout();
@@ -351,7 +351,7 @@ TEST_F(CEnvConfSettings, PercentSignsInPathsAreCharacters) {
   expectError("wrong\n", 1, "keyword not exist.");
 }
 
-TEST_F(CEnvConfSettings, NullArguments) {
+TEST_F(CEnvConfSettings, NullArgumentsAreRefused) {
   char out[4097] = "before";
   EXPECT_EQ(conf.convValueInt(nullptr), 0);
   conf.setSaveArea(out, nullptr);
@@ -459,7 +459,7 @@ TEST_F(CEnvConfSettings, TwoHundredFiftySixDigitsAreAllDigits) {
   }
 }
 
-TEST_F(CEnvConfSettings, SizesInTheFile) {
+TEST_F(CEnvConfSettings, SizesBecomeKilobytes) {
   for (const char* keyword : kSizes) {
     EXPECT_EQ(read(keyword, "2MB"), "2048");
     EXPECT_EQ(read(keyword, "007kb"), "007");
@@ -482,7 +482,7 @@ TEST_F(CEnvConfSettings, TransmissionIsLimited) {
   EXPECT_EQ(read("BigLimit", "20mb"), "20480") << "the others are not";
 }
 
-TEST_F(CEnvConfSettings, BooleansInTheFile) {
+TEST_F(CEnvConfSettings, TruthWordsBecomeSmallLetters) {
   for (const char* keyword : kBooleans) {
     for (const char* word : {"yes", "no", "on", "off", "true", "false"}) {
       EXPECT_EQ(read(keyword, word), word);
@@ -495,7 +495,7 @@ TEST_F(CEnvConfSettings, BooleansInTheFile) {
   }
 }
 
-TEST_F(CEnvConfSettings, HoursInTheFile) {
+TEST_F(CEnvConfSettings, HoursOutOfRangeBecomeZero) {
   struct {
     const char* text;
     const char* result;
@@ -523,7 +523,7 @@ TEST_F(CEnvConfSettings, HoursInTheFile) {
   }
 }
 
-TEST_F(CEnvConfSettings, MinutesInTheFile) {
+TEST_F(CEnvConfSettings, MinutesOutOfRangeBecome180) {
   struct {
     const char* text;
     const char* result;

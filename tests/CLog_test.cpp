@@ -825,7 +825,7 @@ TEST_F(CLogRotation, WithoutALogThereIsNothingToRotate) {
 
 // ---- The system logger -------------------------------------------------------------------------
 
-TEST_F(CLogSystem, FacilityNames) {
+TEST_F(CLogSystem, UnknownFacilitiesAreUser) {
   struct {
     const char* value;
     int number;
@@ -866,7 +866,7 @@ TEST_F(CLogSystem, FacilityNames) {
   for (const auto& row : rows) EXPECT_EQ(gLog.getFacility(row.value), row.number) << row.value;
 }
 
-TEST_F(CLogSystem, PriorityNames) {
+TEST_F(CLogSystem, UnknownPrioritiesAreInfo) {
   struct {
     const char* value;
     int number;

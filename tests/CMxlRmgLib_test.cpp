@@ -83,7 +83,7 @@ TEST_F(CMxlRmgLibClient, SlotsStandInTheirOrder) {
   EXPECT_EQ(slotOf(&CMxlRmgLib::CMxlRmgLibException::code), 3u);
 }
 
-TEST_F(CMxlRmgLibClient, ClassTree) {
+TEST_F(CMxlRmgLibClient, TheClassesHaveTheirBasesInOrder) {
   EXPECT_TRUE((std::is_base_of_v<MLog, CMxlRmgLibImpl>));
   EXPECT_TRUE((std::is_base_of_v<ICMxlRmg, CMxlRmgLibImpl>));
   EXPECT_FALSE((std::is_convertible_v<CMxlRmgLib*, ICMxlRmg*>)) << "the base is private";

@@ -108,7 +108,7 @@ TEST(ExtErrCatalogue, TextsAreEucJp) {
   EXPECT_EQ(strncmp(gExtErrCatalogue[7].text, "\xa3\xc8\xa3\xd4\xa3\xd4\xa3\xd0\xa1\xbf", 10), 0);
 }
 
-TEST(ExtErrCatalogue, Headings) {
+TEST(ExtErrCatalogue, HeadingsAreThereByteForByte) {
   EXPECT_EQ(strlen(gSmtpMessageHeading), 30u);
   EXPECT_EQ(checksum(gSmtpMessageHeading), 0x2ed023ca6b8617d6u);
   EXPECT_EQ(strlen(gPop3MessageHeading), 30u);

@@ -36,17 +36,17 @@ TEST_F(ICMxlRmgLibPath, RegularFilesAndCharacterDevicesCount) {
   EXPECT_TRUE(existsAt("/dev/null"));
 }
 
-TEST_F(ICMxlRmgLibPath, MissingFilesAndDirectoriesDoNot) {
+TEST_F(ICMxlRmgLibPath, MissingFilesAndDirectoriesDoNotCount) {
   EXPECT_FALSE(existsAt(scratch.file("missing")));
   EXPECT_FALSE(existsAt(scratch.path()));
 }
 
-TEST_F(ICMxlRmgLibPath, SocketsDoNot) {
+TEST_F(ICMxlRmgLibPath, SocketsDoNotCount) {
   makeSocket(scratch.file("socket"));
   EXPECT_FALSE(existsAt(scratch.file("socket")));
 }
 
-TEST_F(ICMxlRmgLibPath, BlockDevicesDoNot) {
+TEST_F(ICMxlRmgLibPath, BlockDevicesDoNotCount) {
   if (mknod(scratch.file("block").c_str(), S_IFBLK | 0600, makedev(7, 0)) != 0) {
     GTEST_SKIP() << "only root can make a block device";
   }

@@ -131,7 +131,7 @@ TEST_F(ResourceBridgeImpFileTexts, LongLinesAreReadInPiecesOf511Bytes) {
   EXPECT_EQ(load(first + std::string(512 - first.size(), ' ') + "MXL10001I\tpiece\n"), 0);
 }
 
-TEST_F(ResourceBridgeImpFileTexts, AFileThatCannotBeOpened) {
+TEST_F(ResourceBridgeImpFileTexts, AFileThatCannotBeOpenedIsReported) {
   EXPECT_EQ(loadFile(scratch.file("missing")), -1);
   EXPECT_EQ(errors, "message file open error " + scratch.file("missing") + "\n");
 }

@@ -69,7 +69,7 @@ TEST(ResourceCO, LaterRowsReplaceEarlierOnes) {
   EXPECT_STREQ(index.getTextOrg(9), "");
 }
 
-TEST(ResourceCO, AnEmptyTable) {
+TEST(ResourceCO, AnEmptyTableHasNoTexts) {
   const MSG_TABLE table[] = {{kMsgTableEnd, nullptr, nullptr}};
   Index index(table);
   EXPECT_TRUE(index.tables.empty());

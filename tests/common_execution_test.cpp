@@ -643,7 +643,7 @@ TEST_F(CommonExecution, OneLineIsKeptAndTheExitCodeGiven) {
   EXPECT_EQ(logged(), Lines{});
 }
 
-TEST_F(CommonExecution, OneLinesFailures) {
+TEST_F(CommonExecution, OneLinesFailuresKeepWhatWasRead) {
   char line[1024] = "old";
   EXPECT_EQ(execGetLine(nullptr, line), -1);
   EXPECT_STREQ(line, "old");

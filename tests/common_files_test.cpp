@@ -348,13 +348,13 @@ TEST_F(CommonFilesDupDir, AFileMayBeTheSource) {
   EXPECT_EQ(modeOf(dst), 0640u);
 }
 
-TEST_F(CommonFilesDupDir, NullArguments) {
+TEST_F(CommonFilesDupDir, NullArgumentsAreRefused) {
   EXPECT_EQ(dupDir(nullptr, dst.c_str()), 0);
   EXPECT_EQ(dupDir(src.c_str(), nullptr), 0);
   EXPECT_EQ(logged(), Lines(2, "[I](common:370):invalid param"));
 }
 
-TEST_F(CommonFilesDupDir, ASourceThatCannotBeExamined) {
+TEST_F(CommonFilesDupDir, ASourceThatCannotBeExaminedMakesNothing) {
   src = scratch.file("missing");
   EXPECT_EQ(dup(), 0);
   EXPECT_EQ(logged(),
@@ -362,13 +362,13 @@ TEST_F(CommonFilesDupDir, ASourceThatCannotBeExamined) {
   EXPECT_FALSE(exists(dst));
 }
 
-TEST_F(CommonFilesDupDir, AFileInTheDirectorysPlace) {
+TEST_F(CommonFilesDupDir, AFileInTheDirectorysPlaceIsReported) {
   writeFile(dst, "");
   EXPECT_EQ(dup(), 0);
   EXPECT_EQ(logged(), Lines{"MXL90001L:destination:" + dst + " is already exist and it's file"});
 }
 
-TEST_F(CommonFilesDupDir, ADirectoryThatCannotBeMade) {
+TEST_F(CommonFilesDupDir, ADirectoryThatCannotBeMadeIsReported) {
   writeFile(scratch.file("file"), "");
   dst = scratch.file("file/dst");
   EXPECT_EQ(dup(), 0);

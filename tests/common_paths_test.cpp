@@ -18,7 +18,7 @@ constexpr const char* kNull = nullptr;
 
 class CommonPaths : public LogTest {};
 
-TEST_F(CommonPaths, Justify) {
+TEST_F(CommonPaths, RepeatedSlashesBecomeOne) {
   struct {
     const char* path;
     const char* result;
@@ -37,7 +37,7 @@ TEST_F(CommonPaths, Justify) {
   EXPECT_EQ(logged(), Lines{"[I](common:793):invalid param"});
 }
 
-TEST_F(CommonPaths, Canonical) {
+TEST_F(CommonPaths, CanonicalFormsHaveNoDots) {
   traceOn();
   struct {
     const char* path;
@@ -107,7 +107,7 @@ TEST_F(CommonPaths, CanonicalFormsOfRelativePathsStartFromTheWorkingDirectory) {
   });
 }
 
-TEST_F(CommonPaths, Parent) {
+TEST_F(CommonPaths, TheParentIsWhatStandsBeforeTheLastSlash) {
   struct {
     const char* path;
     const char* result;
@@ -123,7 +123,7 @@ TEST_F(CommonPaths, Parent) {
   EXPECT_EQ(logged(), Lines{});
 }
 
-TEST_F(CommonPaths, Full) {
+TEST_F(CommonPaths, AFullPathBeginsWithASlash) {
   for (const char* path : {"/", "/a", "//"}) {
     EXPECT_TRUE(isFullPath(path));
     EXPECT_TRUE(isFullPath(std::string(path)));
@@ -153,7 +153,7 @@ TEST_F(CommonPaths, OneTrailingSlashIsErased) {
   EXPECT_EQ(logged(), Lines{});
 }
 
-TEST_F(CommonPaths, WorkingDirectory) {
+TEST_F(CommonPaths, AWorkingDirectoryThatIsGoneIsADot) {
   expectInChild([&] {
     ASSERT_EQ(chdir(scratch.path().c_str()), 0);
     EXPECT_EQ(getCwd(), scratch.path());
@@ -172,7 +172,7 @@ TEST_F(CommonPaths, AWorkingDirectoryTooDeepIsADot) {
   });
 }
 
-TEST_F(CommonPaths, LastComponent) {
+TEST_F(CommonPaths, APathIsTakenApartAtItsLastSlash) {
   struct {
     const char* path;
     const char* name;
@@ -196,7 +196,7 @@ TEST_F(CommonPaths, LastComponent) {
   EXPECT_STREQ(basename("/a/b/"), "") << "the C library's";
 }
 
-TEST_F(CommonPaths, LastComponentOfALongPath) {
+TEST_F(CommonPaths, ALongPathIsTakenApartWhole) {
   for (const size_t length : {4094, 4095, 4096, 4097, 100000}) {
     const std::string name(length - 3, 'n');
     std::string dir;
@@ -207,13 +207,13 @@ TEST_F(CommonPaths, LastComponentOfALongPath) {
   }
 }
 
-TEST_F(CommonPaths, LastComponentOfItsOwnDirectory) {
+TEST_F(CommonPaths, APathMayStandInTheDirectoryItIsTakenApartInto) {
   std::string dir = "/a long directory name, not kept within the string/b";
   EXPECT_EQ(basename(dir.c_str(), dir), "b");
   EXPECT_EQ(dir, "/a long directory name, not kept within the string");
 }
 
-TEST_F(CommonPaths, NameAndExtension) {
+TEST_F(CommonPaths, TheLastDotBeginsTheExtension) {
   struct {
     const char* path;
     const char* name;
@@ -242,7 +242,7 @@ TEST_F(CommonPaths, NameAndExtension) {
   EXPECT_EQ(logged(), Lines{});
 }
 
-TEST_F(CommonPaths, NameAndExtensionOfNull) {
+TEST_F(CommonPaths, NullHasNeitherNameNorExtension) {
   std::string name = "before";
   std::string ext = "before";
   EXPECT_EQ(retrieveName(kNull, ext), "");
@@ -256,7 +256,7 @@ TEST_F(CommonPaths, NameAndExtensionOfNull) {
 }
 
 // Every kind of entry, and whether it counts as a directory; missing ones are neither.
-TEST_F(CommonPaths, DirectoriesAndFiles) {
+TEST_F(CommonPaths, DirectoriesAreToldFromFiles) {
   const auto expectKind = [](const std::string& path, bool dir, bool file) {
     EXPECT_EQ(isDir(path), dir) << path;
     EXPECT_EQ(isDir(path.c_str()), dir) << path;
@@ -293,7 +293,7 @@ TEST_F(CommonPaths, DirectoriesAndFiles) {
   EXPECT_EQ(logged(), Lines{"[I](common:1286):invalid param"});
 }
 
-TEST_F(CommonPaths, Access) {
+TEST_F(CommonPaths, AccessIsWhatTheModeGrants) {
   chmod(scratch.path().c_str(), 0755);
   for (const mode_t mode : {0, 1, 2, 3, 4, 5, 6, 7}) {
     writeFile(scratch.file(std::to_string(mode)), "", mode * 0111);
@@ -331,7 +331,7 @@ TEST_F(CommonPaths, AccessIsCheckedForTheRealUser) {
   });
 }
 
-TEST_F(CommonPaths, AccessToNull) {
+TEST_F(CommonPaths, NobodyHasAccessToNull) {
   EXPECT_FALSE(isAccessible(kNull, 0x1f));
   EXPECT_FALSE(isExecutable(kNull));
   EXPECT_FALSE(isReadable(kNull));
@@ -340,7 +340,7 @@ TEST_F(CommonPaths, AccessToNull) {
                              "[I](common:1039):filename is NULL , mode=00000004"}));
 }
 
-TEST_F(CommonPaths, WildCards) {
+TEST_F(CommonPaths, WildCardsAreStarQuestionMarkOrBracket) {
   for (const char* text : {"*", "a[b", "a]b", "?", "/a/*.log", "\\*"}) {
     EXPECT_TRUE(hasWildCard(text)) << text;
     EXPECT_TRUE(hasWildCard(std::string(text))) << text;
@@ -351,7 +351,7 @@ TEST_F(CommonPaths, WildCards) {
   }
 }
 
-TEST_F(CommonPaths, Names) {
+TEST_F(CommonPaths, NamesAreTheFirstLinesOfCommands) {
   char name[256] = "";
   ASSERT_EQ(gethostname(name, sizeof name), 0);
   EXPECT_EQ(getHostname(), name);
@@ -384,7 +384,7 @@ TEST_F(CommonPaths, Names) {
   EXPECT_EQ(getHostname(), "");
 }
 
-TEST_F(CommonPaths, Administrators) {
+TEST_F(CommonPaths, OnlyRootIsAnAdministrator) {
   EXPECT_EQ(isAdmin(), getuid() == 0);
   expectInChild([] {
     dropPrivileges();

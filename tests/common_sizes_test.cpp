@@ -43,7 +43,7 @@ class CommonSizes : public LogTest {
 
 // ---- getFileSize -------------------------------------------------------------------------------
 
-TEST_F(CommonSizes, FileSize) {
+TEST_F(CommonSizes, AFilesSizeIsInBytes) {
   writeFile(dir + "/file", "12345");
   ASSERT_EQ(symlink("file", (dir + "/link").c_str()), 0);
   EXPECT_EQ(getFileSize((dir + "/file").c_str()), 5);
@@ -55,7 +55,7 @@ TEST_F(CommonSizes, FileSize) {
   EXPECT_EQ(logged(), Lines{});
 }
 
-TEST_F(CommonSizes, FileSizeOfWhatCannotBeExamined) {
+TEST_F(CommonSizes, AFileThatCannotBeExaminedIsReported) {
   EXPECT_EQ(getFileSize((dir + "/missing").c_str()), -1);
   EXPECT_EQ(getFileSize(nullptr), -1);
   EXPECT_EQ(logged(), (Lines{"get file size error(" + dir + "/missing,No such file or directory)",
@@ -64,7 +64,7 @@ TEST_F(CommonSizes, FileSizeOfWhatCannotBeExamined) {
 
 // ---- getTotalFileSize --------------------------------------------------------------------------
 
-TEST_F(CommonSizes, TotalOfFiles) {
+TEST_F(CommonSizes, TotalAddsEveryFileGiven) {
   writeFile(dir + "/a", "1");
   writeFile(dir + "/b", "22");
   EXPECT_EQ(getTotalFileSize({}, 1), 0);
@@ -77,7 +77,7 @@ TEST_F(CommonSizes, TotalOfFiles) {
   EXPECT_EQ(logged(), Lines{});
 }
 
-TEST_F(CommonSizes, TotalOfATreeWithEveryKindOfEntry) {
+TEST_F(CommonSizes, TotalFollowsLinksInATree) {
   ASSERT_EQ(makeDir(dir + "/s/t/u", 1), 0);
   writeFile(dir + "/s/a", "1");
   writeFile(dir + "/s/t/b b", "22");
@@ -118,7 +118,7 @@ TEST_F(CommonSizes, TotalPassesOverWhatCannotBeExamined) {
                              "[T](common:169):getFileSize():reurned -1 , " + name}));
 }
 
-TEST_F(CommonSizes, TotalOfDirectoriesThatCannotBeOpenedOrSearched) {
+TEST_F(CommonSizes, TotalPassesOverDirectoriesThatCannotBeOpenedOrSearched) {
   ASSERT_EQ(makeDir(dir + "/closed/sub", 1), 0);
   ASSERT_EQ(makeDir(dir + "/listed/sub", 1), 0);
   writeFile(dir + "/closed/file", "1");
@@ -281,7 +281,7 @@ TEST_F(CommonSizes, TotalReportsAPathThatIsMissing) {
   }
 }
 
-TEST_F(CommonSizes, TotalOfManyFiles) {
+TEST_F(CommonSizes, TotalAddsThousandsOfFiles) {
   const std::string many = dir + "/many";
   ASSERT_EQ(mkdir(many.c_str(), 0755), 0);
   for (int i = 0; i < 20000; ++i) {
@@ -308,7 +308,7 @@ TEST_F(CommonSizes, DirectorySizeIsWhatDuPrints) {
   EXPECT_EQ(getDirSize("x"), -5);
 }
 
-TEST_F(CommonSizes, DirectorySizeFailures) {
+TEST_F(CommonSizes, ADirectorySizeThatCannotBeHadIsNothing) {
   EXPECT_EQ(getDirSize(nullptr), -1);
   EXPECT_EQ(logged(), Lines{});
   install("du", "exit 1");
@@ -364,7 +364,7 @@ TEST_F(CommonSizes, DirectoryFileSizeGoesOnForWhatDoesNotExist) {
                    "MXL90004L:com=ls -1 /nonexistent/" + patterns}));
 }
 
-TEST_F(CommonSizes, DirectoryFileSizeOfListedNames) {
+TEST_F(CommonSizes, DirectoryFileSizeFailsWhereAListedNameExists) {
   int size = 99;
   writeFile(dir + "/file", "12345");
   // The shell expands the text; the names are sought in the working directory.
@@ -392,7 +392,7 @@ TEST_F(CommonSizes, FreeSizeIsWhatDfPrints) {
   EXPECT_EQ(getFreeSize("some dir"), 1234) << "not quoted";
 }
 
-TEST_F(CommonSizes, FreeSizeOfARealFileSystem) {
+TEST_F(CommonSizes, FreeSizeIsThatOfTheFileSystem) {
   expectInChild([] {
     ASSERT_TRUE(enterPrivateNamespace() && mountEmpty("/mnt", 0, "size=1234k"));
     struct statfs mounted = {};
@@ -425,7 +425,7 @@ TEST_F(CommonSizes, FreeSizeCommandIsTheFixedOne) {
             "df -kP /a dir | perl -ne '@e=split; printf(\"%s %s\n\", $e[0], $e[3]);' 2>/dev/null");
 }
 
-TEST_F(CommonSizes, FreeSizeFailures) {
+TEST_F(CommonSizes, FreeSizeWithoutAnAnswerFails) {
   EXPECT_EQ(getFreeSize(nullptr), -1);
   EXPECT_EQ(getFreeSize("/nonexistent"), -1);
   install("df", "echo heading");
@@ -459,7 +459,7 @@ TEST_F(CommonSizes, CommandsLeaveNoDescriptorAndNoChild) {
 
 // ---- acquireSamePrefix -------------------------------------------------------------------------
 
-TEST_F(CommonSizes, SharedDirectory) {
+TEST_F(CommonSizes, SharedDirectoryIsTheLastCommonOne) {
   for (const char* path : {"/a/b", "/a/c", "/a/x/c", "/a/y/c", "/d/e"}) {
     ASSERT_EQ(makeDir(dir + path, 1), 0);
   }

@@ -17,7 +17,7 @@ constexpr const char* kNull = nullptr;
 
 class CommonStrings : public LogTest {};
 
-TEST_F(CommonStrings, TextsOfArguments) {
+TEST_F(CommonStrings, ArgumentsAreTheTextsThemselves) {
   std::string text = "text";
   const std::string constant = "constant";
   const char* pointer = "pointer";
@@ -27,7 +27,7 @@ TEST_F(CommonStrings, TextsOfArguments) {
   EXPECT_EQ(C(constant), constant.c_str());
 }
 
-TEST_F(CommonStrings, Trim) {
+TEST_F(CommonStrings, TrimmingTakesWhiteSpaceFromBothEnds) {
   struct {
     const char* text;
     const char* result;
@@ -71,7 +71,7 @@ TEST_F(CommonStrings, TrailingWhiteSpaceIsOverwritten) {
   EXPECT_EQ(std::string(blank, sizeof blank), std::string("\0  \0", 4));
 }
 
-TEST_F(CommonStrings, Quotes) {
+TEST_F(CommonStrings, OnePairOfQuotesIsTaken) {
   struct {
     const char* text;
     const char* result;
@@ -93,7 +93,7 @@ TEST_F(CommonStrings, Quotes) {
   EXPECT_EQ(logged(), Lines{"[I](common:343):invalid param"});
 }
 
-TEST_F(CommonStrings, LowerCase) {
+TEST_F(CommonStrings, OnlyAsciiLettersBecomeSmall) {
   char text[] = "AbC-019_Z[@\xc1\xa4";
   toLowerStr(text);
   EXPECT_STREQ(text, "abc-019_z[@\xc1\xa4");
@@ -101,7 +101,7 @@ TEST_F(CommonStrings, LowerCase) {
   EXPECT_EQ(logged(), Lines{});
 }
 
-TEST_F(CommonStrings, ValueOfALine) {
+TEST_F(CommonStrings, AValueStandsBehindTheFirstEqualsSign) {
   struct {
     const char* line;
     const char* value;
@@ -124,7 +124,7 @@ TEST_F(CommonStrings, ValueOfALine) {
   }
 }
 
-TEST_F(CommonStrings, KeyAndValue) {
+TEST_F(CommonStrings, AKeyIsTrimmedItsValueIsNot) {
   struct {
     const char* line;
     const char* key;
@@ -151,7 +151,7 @@ TEST_F(CommonStrings, KeyAndValue) {
   EXPECT_EQ(logged(), Lines{"[I](common:596):invalid param"});
 }
 
-TEST_F(CommonStrings, DoubledQuotes) {
+TEST_F(CommonStrings, QuotesAreDoubled) {
   EXPECT_EQ(quoteEsc("it's 'x'", '\''), "it''s ''x''");
   EXPECT_EQ(quoteEsc(std::string("a\"b"), '"'), "a\"\"b");
   EXPECT_EQ(quoteEsc("aaa", 'a'), "aaaaaa");
@@ -159,7 +159,7 @@ TEST_F(CommonStrings, DoubledQuotes) {
   EXPECT_EQ(quoteEsc("\xa4\xa2", '\xa4'), "\xa4\xa4\xa2");
 }
 
-TEST_F(CommonStrings, Patterns) {
+TEST_F(CommonStrings, PatternsMatchAsInTheShellButHiddenNames) {
   struct {
     const char* pattern;
     const char* name;
@@ -182,7 +182,7 @@ TEST_F(CommonStrings, Patterns) {
   EXPECT_EQ(logged(), Lines(2, "[I](common:622):invalid param"));
 }
 
-TEST_F(CommonStrings, CommonBeginnings) {
+TEST_F(CommonStrings, CommonBeginningsRespectCase) {
   EXPECT_EQ(matchedString("abcd", "abxd"), "ab");
   EXPECT_EQ(matchedString("abc", "abc"), "abc");
   EXPECT_EQ(matchedString("abc", "abcdef"), "abc");
@@ -195,7 +195,7 @@ TEST_F(CommonStrings, CommonBeginnings) {
   EXPECT_EQ(logged(), Lines(2, "[I](common:420):invalid param"));
 }
 
-TEST_F(CommonStrings, EqualEndings) {
+TEST_F(CommonStrings, EqualEndingsIgnoreCase) {
   struct {
     const char* a;
     const char* b;
@@ -221,7 +221,7 @@ TEST_F(CommonStrings, EqualEndings) {
   }
 }
 
-TEST_F(CommonStrings, TruthWords) {
+TEST_F(CommonStrings, TruthIsYesTrueOnOrOne) {
   for (const char* text : {"YES", "yes", "Yes", "TRUE", "tRuE", "ON", "on", "1"}) {
     EXPECT_TRUE(conv2Bool(text)) << text;
   }
@@ -233,7 +233,7 @@ TEST_F(CommonStrings, TruthWords) {
   EXPECT_EQ(logged(), Lines{"[I](common:1077):invalid param"});
 }
 
-TEST_F(CommonStrings, Letters) {
+TEST_F(CommonStrings, OnlyAsciiLettersAreLetters) {
   for (const char* text : {"", "a", "azAZ"}) {
     EXPECT_TRUE(isAlpha(text)) << text;
     EXPECT_TRUE(isAlpha(std::string(text))) << text;
@@ -247,7 +247,7 @@ TEST_F(CommonStrings, Letters) {
   EXPECT_EQ(logged(), Lines{"[I](common:829):invalid param"});
 }
 
-TEST_F(CommonStrings, EnvironmentReferences) {
+TEST_F(CommonStrings, ReferencesBecomeTheEnvironmentsValues) {
   const Environment variables[] = {
       {"HOME", "/root"},         {"HOME_DIR", "dir"}, {"EMPTY", ""}, {"UNSET", std::nullopt},
       {"NESTED", "$HOME%HOME%"}, {"A B", "blank"},    {"1", "one"}};
@@ -291,7 +291,7 @@ TEST_F(CommonStrings, EnvironmentReferences) {
   EXPECT_EQ(logged(), Lines{});
 }
 
-TEST_F(CommonStrings, LookUps) {
+TEST_F(CommonStrings, LookUpsAddNothing) {
   std::map<std::string, std::string> table = {{"a", "1"}, {"", "empty"}};
   EXPECT_STREQ(lookupString(table, "a"), "1");
   EXPECT_STREQ(lookupString(table, ""), "empty");
@@ -305,7 +305,7 @@ TEST_F(CommonStrings, LookUps) {
   EXPECT_EQ(logged(), Lines{"[I](common:1000):invalid param"});
 }
 
-TEST_F(CommonStrings, ShellEscapes) {
+TEST_F(CommonStrings, TheShellsCharactersAreEscaped) {
   struct {
     const char* text;
     int wild;
@@ -342,7 +342,7 @@ TEST_F(CommonStrings, EveryEscapedByteReachesTheShellAsItself) {
   }
 }
 
-TEST_F(CommonStrings, Numeric) {
+TEST_F(CommonStrings, OnlyDigitsAreNumeric) {
   for (const char* text : {"", "0", "0123456789", "00000000000000000000000000000000"}) {
     EXPECT_TRUE(isNumeric(text)) << text;
     EXPECT_TRUE(isNumeric(std::string(text))) << text;
@@ -356,7 +356,7 @@ TEST_F(CommonStrings, Numeric) {
   EXPECT_EQ(logged(), Lines{"[I](common:858):invalid param"});
 }
 
-TEST_F(CommonStrings, LineEnds) {
+TEST_F(CommonStrings, OneLineEndIsErased) {
   struct {
     const char* text;
     const char* result;
@@ -375,7 +375,7 @@ TEST_F(CommonStrings, LineEnds) {
   EXPECT_EQ(logged(), Lines{"[I](common:1588):invalid param"});
 }
 
-TEST_F(CommonStrings, EnvironmentValues) {
+TEST_F(CommonStrings, AnUnsetVariableIsEmpty) {
   const Environment set("MOXEL_TEST_VALUE", " value ");
   const Environment empty("MOXEL_TEST_EMPTY", "");
   const Environment unset("MOXEL_TEST_UNSET", std::nullopt);
@@ -388,7 +388,7 @@ TEST_F(CommonStrings, EnvironmentValues) {
   EXPECT_EQ(logged(), Lines{"[I](common:641):invalid param"});
 }
 
-TEST_F(CommonStrings, Format) {
+TEST_F(CommonStrings, FormattedTextsHaveAnyLength) {
   EXPECT_EQ(format("plain"), "plain");
   EXPECT_EQ(format("%d %s %5.1f %%", 3, "x", 2.25), "3 x   2.2 %");
   EXPECT_EQ(format("%s", ""), "");

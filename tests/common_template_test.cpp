@@ -26,7 +26,7 @@ constexpr const char* kNull = nullptr;
 
 class CommonTemplate : public LogTest {};
 
-TEST_F(CommonTemplate, Join) {
+TEST_F(CommonTemplate, JoiningPutsTheSeparatorBetween) {
   using List = std::list<std::string>;
   EXPECT_EQ(join(List{}, "\n"), "");
   EXPECT_EQ(join(List{"a"}, "\n"), "a");
@@ -76,7 +76,7 @@ const SplitRow kSplitRows[] = {
     {"", "", 0, {""}},
 };
 
-TEST_F(CommonTemplate, SplitIntoAList) {
+TEST_F(CommonTemplate, SplittingFillsAList) {
   for (const SplitRow& row : kSplitRows) {
     std::list<std::string> out = {"old"};
     EXPECT_EQ(split(row.text, row.delim, out, row.count), static_cast<int>(row.fields.size()));
@@ -90,7 +90,7 @@ TEST_F(CommonTemplate, SplitIntoAList) {
   EXPECT_EQ(logged(), Lines{"[I](common_template:267):invalid param"});
 }
 
-TEST_F(CommonTemplate, SplitIntoAVector) {
+TEST_F(CommonTemplate, SplittingFillsAVector) {
   for (const SplitRow& row : kSplitRows) {
     std::vector<std::string> out = {"old"};
     EXPECT_EQ(split(row.text, row.delim, out, row.count), static_cast<int>(row.fields.size()));
@@ -109,8 +109,6 @@ TEST_F(CommonTemplate, ATextMayStandInTheListItIsSplitInto) {
   EXPECT_EQ(out, (std::list<std::string>{"a long text that is not kept within the string", "b"}));
 }
 
-// ---- getFileList -------------------------------------------------------------------------------
-
 TEST(CommonTemplateSplit, TakesNoRoomForFieldsThatAreNotThere) {
   // "a" stands where "ab" might begin, a million times.
   const std::string text(1000000, 'a');
@@ -119,6 +117,8 @@ TEST(CommonTemplateSplit, TakesNoRoomForFieldsThatAreNotThere) {
   EXPECT_EQ(split(text.c_str(), "ab", fields, 0), 1);
   EXPECT_EQ(fields.capacity(), 1u);
 }
+
+// ---- getFileList -------------------------------------------------------------------------------
 
 class CommonTemplateFileList : public LogTest {
  protected:
@@ -149,7 +149,7 @@ class CommonTemplateFileList : public LogTest {
   std::string dir;
 };
 
-TEST_F(CommonTemplateFileList, FilesDirectoriesOrBoth) {
+TEST_F(CommonTemplateFileList, ListsFilesDirectoriesOrBoth) {
   const Lines files = {".hidden", "dangling", "f 2", "f1", "fifo", "to file"};
   // A socket counts as a directory.
   const Lines directories = {"socket", "sub", "to dir"};
@@ -233,7 +233,7 @@ TEST_F(CommonTemplateFileList, AnyListServes) {
   EXPECT_EQ(out, Lines{"below"});
 }
 
-TEST_F(CommonTemplateFileList, AnEmptyDirectory) {
+TEST_F(CommonTemplateFileList, AnEmptyDirectoryGivesAnEmptyList) {
   ASSERT_EQ(mkdir(scratch.file("empty").c_str(), 0700), 0);
   std::list<std::string> out = {"old"};
   EXPECT_EQ(getFileList(out, scratch.file("empty").c_str(), 0, 1, 0), 0);
@@ -319,7 +319,7 @@ TEST_F(CommonTemplateFileList, NamesTooLongToBeExaminedAreNoDirectories) {
   });
 }
 
-TEST_F(CommonTemplateFileList, ADirectoryFromItsOwnList) {
+TEST_F(CommonTemplateFileList, ADirectoryMayStandInItsOwnList) {
   std::list<std::string> out = {dir + "/sub"};
   EXPECT_EQ(getFileList(out, out.front().c_str(), 0, 0, 0), 1);
   EXPECT_EQ(out, std::list<std::string>{"below"});

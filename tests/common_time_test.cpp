@@ -30,7 +30,7 @@ class CommonTime : public LogTest {
   Environment m_zone;
 };
 
-TEST_F(CommonTime, Commas) {
+TEST_F(CommonTime, CommasStandBeforeEveryThirdDigit) {
   struct {
     long long value;
     const char* result;
@@ -57,7 +57,7 @@ TEST_F(CommonTime, Commas) {
   }
 }
 
-TEST_F(CommonTime, CompactForm) {
+TEST_F(CommonTime, TheCompactFormHasDigitsOnly) {
   struct {
     long time;
     const char* result;
@@ -73,7 +73,7 @@ TEST_F(CommonTime, CompactForm) {
   }
 }
 
-TEST_F(CommonTime, DisplayForm) {
+TEST_F(CommonTime, TheDisplayFormHasSeparators) {
   EXPECT_EQ(getTimeStr(1), "1970/01/01 09:00:01");
   EXPECT_EQ(getTimeStr(951782399), "2000/02/29 08:59:59");
   EXPECT_EQ(getTimeStr(1700000000), "2023/11/15 07:13:20");
@@ -105,7 +105,7 @@ TEST_F(CommonTime, TimesWithoutALocalFormAreEmpty) {
   EXPECT_EQ(getTimeStr(LONG_MAX), "");
 }
 
-TEST_F(CommonTime, FileDates) {
+TEST_F(CommonTime, AFilesDateIsThatOfItsLastChange) {
   const std::string file = scratch.file("file");
   writeFile(file, "");
   ASSERT_EQ(symlink("file", scratch.file("link").c_str()), 0);
@@ -131,7 +131,7 @@ TEST_F(CommonTime, FileDates) {
   EXPECT_EQ(logged(), Lines{"get file date error(" + scratch.file("missing") + ")"});
 }
 
-TEST_F(CommonTime, Conversion) {
+TEST_F(CommonTime, TheCompactFormBecomesTheDisplayForm) {
   char display[21];
   memset(display, 'x', sizeof display);
   EXPECT_EQ(convDate("20231115071320", display), 0);
@@ -141,7 +141,7 @@ TEST_F(CommonTime, Conversion) {
   EXPECT_STREQ(display, "abcd/ef/gh ij:kl:mn");
 }
 
-TEST_F(CommonTime, ElapsedTime) {
+TEST_F(CommonTime, ElapsedTimeHasFractions) {
   timespec before = {};
   timespec after = {};
   clock_gettime(CLOCK_REALTIME, &before);

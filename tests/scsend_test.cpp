@@ -181,12 +181,12 @@ TEST_F(Scsend, AFailedScriptsStatusIsPassedOn) {
   expectRun(3, kNotCompleted + "\na\nb");
 }
 
-TEST_F(Scsend, AFailedSilentScript) {
+TEST_F(Scsend, AFailedSilentScriptLeavesOneLine) {
   script = "#!/bin/sh\nexit 255\n";
   expectRun(255, kNotCompleted);
 }
 
-TEST_F(Scsend, AScriptKilledByASignal) {
+TEST_F(Scsend, AScriptKilledByASignalIsNotCompleted) {
   script = "#!/bin/sh\necho before\nkill -9 $$\n";
   // The shell that runs the command line has the script's place or reports 128 and the signal.
   run();
@@ -198,7 +198,7 @@ TEST_F(Scsend, AScriptKilledByASignal) {
       << waitStatus << " " << status;
 }
 
-TEST_F(Scsend, AShellKilledByASignal) {
+TEST_F(Scsend, AShellKilledByASignalIsNotCompleted) {
   // The command line's shell, which is the script's parent or has become the script.
   script =
       "#!/bin/sh\necho before\n"
@@ -211,12 +211,12 @@ TEST_F(Scsend, AShellKilledByASignal) {
   EXPECT_EQ(log[0].substr(log[0].find(',')), ",wstat=00000009");
 }
 
-TEST_F(Scsend, AMissingScript) {
+TEST_F(Scsend, AMissingScriptIsNotCompleted) {
   hasScript = false;
   expectRun(127, kNotCompleted);
 }
 
-TEST_F(Scsend, AScriptThatIsNotExecutable) {
+TEST_F(Scsend, AScriptThatIsNotExecutableIsNotCompleted) {
   scriptMode = 0644;
   expectRun(126, kNotCompleted);
 }
@@ -276,7 +276,7 @@ TEST_F(Scsend, TheLastLineHasNoEnd) {
   expectRun(0, kCompleted + "\na\nunended");
 }
 
-TEST_F(Scsend, EmptyLinesAndLineEndsOfOtherSystems) {
+TEST_F(Scsend, LineEndsOfOtherSystemsAreRemovedEmptyLinesStay) {
   script = "#!/bin/sh\nprintf '\\n\\na\\r\\nb\\r\\n\\n'\n";
   expectRun(0, kCompleted + "\n\n\na\nb\n");
   script = "#!/bin/sh\necho\n";
@@ -295,7 +295,7 @@ TEST_F(Scsend, BytesPassUnchanged) {
   expectRun(0, kCompleted + "\n\xa4\xa2%s%n\x01\xff");
 }
 
-TEST_F(Scsend, MuchOutput) {
+TEST_F(Scsend, MuchOutputIsShownWhole) {
   script = "#!/bin/sh\nyes 0123456789012345678901234567890123456789012345678 | head -c 50000000\n";
   run();
   EXPECT_EQ(status, 0);
