@@ -22,6 +22,7 @@
 #include <chrono>
 #include <csignal>
 #include <cstddef>
+#include <cstdio>
 #include <cstdlib>
 #include <fstream>
 #include <functional>
@@ -70,6 +71,8 @@ int failures() {
 }  // namespace
 
 pid_t startChild(const std::function<int()>& body) {
+  // What is printed so far is the parent's.
+  fflush(stdout);
   const pid_t child = fork();
   if (child == 0) runAndEnd(body);
   return child;
