@@ -3,21 +3,24 @@
 #include <unistd.h>
 
 #include <cctype>
-#include <cstdio>
 #include <cstdlib>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
 // What every target needs.
 
-// Ends the run: the input shows a fault.
-[[noreturn]] inline void fault(const char* what, int line) {
-  fprintf(stderr, "line %d: %s\n", line, what);
-  abort();
+// The input shows a fault. In a target nobody catches it, so that it ends the run.
+struct Fault : std::logic_error {
+  using std::logic_error::logic_error;
+};
+
+[[noreturn]] inline void fault(const char* what, const char* file, int line) {
+  throw Fault(std::string(file) + ":" + std::to_string(line) + ": " + what);
 }
 
 #define REQUIRE(condition) \
-  if (!(condition)) fault(#condition, __LINE__)
+  if (!(condition)) fault(#condition, __FILE__, __LINE__)
 
 // A file of the process's own, removed at its end.
 class InputFile {
@@ -52,10 +55,18 @@ class InputFile {
   std::string m_link;
 };
 
+inline bool isBlank(char c) { return isspace(static_cast<unsigned char>(c)) != 0; }
+
+inline std::string lower(std::string text) {
+  for (char& c : text) {
+    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+  }
+  return text;
+}
+
 // The lines of a text file as a tool of the set reads them, in pieces of at most `piece` bytes:
 // without comments and surrounding white space, the empty ones left out.
 inline std::vector<std::string> contentLines(const std::string& bytes, size_t piece) {
-  const auto isBlank = [](char c) { return isspace(static_cast<unsigned char>(c)) != 0; };
   std::vector<std::string> lines;
   for (size_t at = 0; at < bytes.size();) {
     size_t end = bytes.find('\n', at);

@@ -1,6 +1,7 @@
 // The reading of what a command prints, beside fgets into 1024 bytes.
 
 #include <cstdint>
+#include <cstdio>
 #include <cstring>
 
 #include "Fuzz.h"
