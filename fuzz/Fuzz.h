@@ -1,5 +1,6 @@
 #pragma once
 
+#include <sys/mman.h>
 #include <unistd.h>
 
 #include <cctype>
@@ -22,15 +23,12 @@ struct Fault : std::logic_error {
 #define REQUIRE(condition) \
   if (!(condition)) fault(#condition, __FILE__, __LINE__)
 
-// A file of the process's own, removed at its end.
+// A file of the process's own, in memory.
 class InputFile {
  public:
-  InputFile() {
-    char name[] = "/tmp/moxel-fuzz-XXXXXX";
-    m_descriptor = mkstemp(name);
+  InputFile() : m_descriptor(memfd_create("input", 0)) {
     if (m_descriptor == -1) abort();
     m_link = "/proc/self/fd/" + std::to_string(m_descriptor);
-    unlink(name);
   }
 
   void write(const void* bytes, size_t count) {
