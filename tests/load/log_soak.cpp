@@ -4,7 +4,6 @@
 // usage: log_soak [PROCESSES [LINES]]
 
 #include <sys/ipc.h>
-#include <sys/mman.h>
 #include <sys/sem.h>
 #include <sys/statvfs.h>
 #include <unistd.h>
@@ -16,6 +15,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
+#include <functional>
 #include <map>
 #include <random>
 #include <string>
@@ -25,6 +25,7 @@
 #include "CMutex.h"
 #include "Process.h"
 #include "Scratch.h"
+#include "Shared.h"
 #include "common.h"
 
 namespace {
@@ -45,11 +46,6 @@ struct Shared {
   std::atomic<int> written[kMostProcesses];
   std::atomic<long> longestMicroseconds;
 };
-
-Shared* makeShared() {
-  return new (mmap(nullptr, sizeof(Shared), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1,
-                   0)) Shared{};
-}
 
 // The text of a writer's line; a reader can tell whether it is whole.
 std::string lineOf(int writer, int line) {
@@ -125,144 +121,194 @@ bool complain(bool good, const char* what) {
   return good;
 }
 
-// Ends what is left of the writers, of whom one is blocked for ever; false.
-bool endAll(const std::vector<pid_t>& writers) {
-  for (const pid_t writer : writers) {
-    if (writer > 0) kill(writer, SIGKILL);
-  }
-  return complain(false, "a writer is blocked for ever");
+bool removeSemaphore() {
+  const int set = semget(ftok(kDirectory, CMutex::kProject), 1, 0);
+  return set != -1 && semctl(set, 0, IPC_RMID) == 0;
 }
+
+// The processes that write.
+class Writers {
+ public:
+  // Starts each with its number.
+  Writers(Shared& shared, int count, const std::function<void(int)>& body)
+      : m_shared(shared), m_killed(static_cast<size_t>(count)) {
+    for (int writer = 0; writer < count; ++writer) {
+      m_pids.push_back(startChild([&] {
+        body(writer);
+        ++m_shared.ended;
+        return 0;
+      }));
+    }
+  }
+
+  // One that has ended meanwhile counts as ended.
+  void killOne(int writer) {
+    const auto at = static_cast<size_t>(writer);
+    kill(m_pids[at], SIGKILL);
+    m_killed[at] = exitCode(waitFor(m_pids[at])) == -1;
+    m_pids[at] = 0;
+  }
+
+  int count() const { return static_cast<int>(m_pids.size()); }
+  bool isGone(int writer) const { return m_pids[static_cast<size_t>(writer)] == 0; }
+  bool isKilled(int writer) const { return m_killed[static_cast<size_t>(writer)]; }
+  int killed() const {
+    return static_cast<int>(std::count(m_killed.begin(), m_killed.end(), true));
+  }
+  bool allHaveEnded() const { return m_shared.ended + killed() == count(); }
+
+  void collect() {
+    for (pid_t& pid : m_pids) {
+      if (pid != 0) waitFor(pid);
+      pid = 0;
+    }
+  }
+
+  // Where one is blocked for ever: kills what is left. False.
+  bool giveUp() {
+    for (const pid_t pid : m_pids) {
+      if (pid > 0) kill(pid, SIGKILL);
+    }
+    return complain(false, "a writer is blocked for ever");
+  }
+
+ private:
+  Shared& m_shared;
+  std::vector<pid_t> m_pids;  // 0: collected
+  std::vector<bool> m_killed;
+};
 
 // ---- Kills, rotation, removal of the semaphore -------------------------------------------------
 
-bool soak(int processes, int lines) {
-  Shared& shared = *makeShared();
-  std::vector<pid_t> writers;
-  for (int writer = 0; writer < processes; ++writer) {
-    writers.push_back(startChild([&] {
-      write(shared, writer, 0, lines);
-      ++shared.ended;
-      return 0;
-    }));
-  }
-
-  // The victims, each at a random part of what it has to write, but not where it would be done
-  // before it is seen.
-  std::minstd_rand random(static_cast<unsigned>(getpid()));
+// A third of the writers, and the line at which each is killed: at random, but not where it would
+// be done before it is seen.
+std::map<int, int> chooseVictims(int processes, int lines, std::minstd_rand& random) {
   std::map<int, int> victims;
   for (int i = 0; i < processes / 3; ++i)
     victims[i * 3] = static_cast<int>(random() % static_cast<unsigned>(lines * 3 / 4 + 1));
+  return victims;
+}
+
+void killVictims(Writers& writers, const Shared& shared, const std::map<int, int>& victims,
+                 int lines, std::minstd_rand& random) {
+  for (const auto& [writer, line] : victims) {
+    const int written = shared.written[writer];
+    if (writers.isGone(writer) || written < line || written >= lines) continue;
+    usleep(random() % 500);
+    writers.killOne(writer);
+  }
+}
+
+// Rotates a log that has grown; the files so far, since of older generations the log has only one.
+void rotate(std::vector<std::string>& files) {
+  gLog.init("log_soak");
+  if (!std::filesystem::exists(kBackup)) return;
+  files.push_back(format("%s/generation.%zu", kDirectory, files.size()));
+  std::filesystem::rename(kBackup, files.back());
+}
+
+// What is wrong with the order and the number of the writers' lines.
+struct Losses {
+  size_t found = 0;
+  int missing = 0;
+  int disordered = 0;
+  bool explained = true;  // a removal of the set costs each writer that waits for it one line
+};
+
+Losses countLosses(Contents& contents, const Writers& writers, const Shared& shared, int lines,
+                   int removals) {
+  Losses losses;
+  for (int writer = 0; writer < writers.count(); ++writer) {
+    const std::vector<int>& numbers = contents.lines[writer];
+    losses.found += numbers.size();
+    for (size_t i = 1; i < numbers.size(); ++i) losses.disordered += numbers[i] <= numbers[i - 1];
+    const int whole = writers.isKilled(writer) ? shared.written[writer].load() : lines;
+    const int lost = std::max(0, whole - static_cast<int>(numbers.size()));
+    losses.missing += lost;
+    losses.explained = losses.explained && lost <= removals;
+  }
+  return losses;
+}
+
+bool soak(int processes, int lines) {
+  Shared& shared = *makeShared<Shared>();
+  Writers writers(shared, processes, [&](int writer) { write(shared, writer, 0, lines); });
+  std::minstd_rand random(static_cast<unsigned>(getpid()));
+  const std::map<int, int> victims = chooseVictims(processes, lines, random);
   std::vector<std::string> files;
   int removals = 0;
-  std::vector<bool> killed(static_cast<size_t>(processes));
   const auto deadline = Clock::now() + kLongestRun;
-  for (int round = 0;
-       shared.ended + static_cast<int>(std::count(killed.begin(), killed.end(), true)) < processes;
-       ++round) {
-    for (const auto& [writer, line] : victims) {
-      const auto at = static_cast<size_t>(writer);
-      if (killed[at] || shared.written[writer] < line || shared.written[writer] >= lines) continue;
-      usleep(random() % 500);
-      kill(writers[at], SIGKILL);
-      killed[at] = exitCode(waitFor(writers[at])) == -1;
-      writers[at] = 0;
-      if (!killed[at]) victims[writer] = lines;
-    }
-    if (round % 5 == 0) {
-      const int set = semget(ftok(kDirectory, 'S'), 1, 0);
-      if (set != -1 && semctl(set, 0, IPC_RMID) == 0) ++removals;
-    }
-    gLog.init("log_soak");
-    if (std::filesystem::exists(kBackup)) {
-      // Of the log's own older generations there is only one.
-      files.push_back(format("%s/generation.%zu", kDirectory, files.size()));
-      std::filesystem::rename(kBackup, files.back());
-    }
+  for (int round = 0; !writers.allHaveEnded(); ++round) {
+    killVictims(writers, shared, victims, lines, random);
+    if (round % 5 == 0 && removeSemaphore()) ++removals;
+    rotate(files);
     usleep(4000);
-    if (Clock::now() > deadline) return endAll(writers);
+    if (Clock::now() > deadline) return writers.giveUp();
   }
-  for (const pid_t writer : writers) {
-    if (writer != 0) waitFor(writer);
-  }
+  writers.collect();
   files.push_back(kLog);
 
   Contents contents;
   for (const std::string& file : files) readInto(contents, file);
-  size_t found = 0;
-  int missing = 0;
-  int disordered = 0;
-  bool explained = true;
-  for (int writer = 0; writer < processes; ++writer) {
-    const std::vector<int>& numbers = contents.lines[writer];
-    found += numbers.size();
-    for (size_t i = 0; i < numbers.size(); ++i) disordered += i > 0 && numbers[i] <= numbers[i - 1];
-    const int whole = killed[static_cast<size_t>(writer)] ? shared.written[writer].load() : lines;
-    const int lost = std::max(0, whole - static_cast<int>(numbers.size()));
-    missing += lost;
-    // A removal of the set costs each writer that waits for it, or is about to, its line.
-    explained = explained && lost <= removals;
-  }
+  const Losses losses = countLosses(contents, writers, shared, lines, removals);
   const long longest = shared.longestMicroseconds / 1000;
-  const auto dead = static_cast<int>(std::count(killed.begin(), killed.end(), true));
   printf(
       "%d processes, %zu lines in %zu files, %d killed, %d removals of the semaphore: %d lost to "
       "these, %d out of order, %d mixed, %d pieces of killed writers, longest wait %ld ms\n",
-      processes, found, files.size(), dead, removals, missing, disordered, contents.mixed,
-      contents.pieces, longest);
+      processes, losses.found, files.size(), writers.killed(), removals, losses.missing,
+      losses.disordered, contents.mixed, contents.pieces, longest);
   // A short run may have nothing to rotate, and its writers may be too quick to be killed.
   const bool isShort = lines < kLinesOfALongRun;
-  return complain(isShort || (dead == processes / 3 && removals > 0 && files.size() > 1),
-                  "too few were killed, or nothing was removed or rotated") &&
-         complain(explained, "a writer lost more lines than sets were removed") &&
-         complain(disordered == 0 && contents.mixed == 0 && contents.pieces <= dead,
-                  "lines are out of order or mixed, or there are pieces without a kill") &&
+  return complain(
+             isShort || (writers.killed() == processes / 3 && removals > 0 && files.size() > 1),
+             "too few were killed, or nothing was removed or rotated") &&
+         complain(losses.explained, "a writer lost more lines than sets were removed") &&
+         complain(
+             losses.disordered == 0 && contents.mixed == 0 && contents.pieces <= writers.killed(),
+             "lines are out of order or mixed, or there are pieces without a kill") &&
          complain(longest < 1000, "a writer was blocked for more than a second") &&
          complain(lockIsFree(), "the lock is taken");
 }
 
 // ---- A full disk -------------------------------------------------------------------------------
 
+// Kills a third while the disk is full, and removes the semaphore under the others. False when one
+// does not get as far.
+bool killOnFullDisk(Writers& writers, const Shared& shared, int before) {
+  std::minstd_rand random(static_cast<unsigned>(getpid()));
+  for (int writer = 0; writer < writers.count(); writer += 3) {
+    const int line = static_cast<int>(random() % static_cast<unsigned>(before));
+    if (!eventually([&] { return shared.written[writer] >= line; })) return false;
+    if (shared.written[writer] >= before) continue;
+    writers.killOne(writer);
+    removeSemaphore();
+  }
+  return true;
+}
+
+// Whether each writer that lives has written what it had to before the disk has room again.
+bool allHaveFilled(const Writers& writers, const Shared& shared, int before) {
+  for (int writer = 0; writer < writers.count(); ++writer) {
+    if (!writers.isKilled(writer) && shared.written[writer] < before) return false;
+  }
+  return true;
+}
+
 bool fullDisk(int processes, int lines) {
   if (!mountEmpty(kDirectory, 0, "size=4m")) return false;
-  Shared& shared = *makeShared();
+  Shared& shared = *makeShared<Shared>();
   // Room for a part of the lines only.
   const std::string ballast = std::string(kDirectory) + "/ballast";
   writeFile(ballast, std::string(3 << 20, 'x'));
   const int before = lines / 20;
   const int after = 5;
-  std::vector<pid_t> writers;
-  for (int writer = 0; writer < processes; ++writer) {
-    writers.push_back(startChild([&] {
-      write(shared, writer, 0, before);
-      while (!shared.go) usleep(1000);
-      write(shared, writer, before, before + after);
-      ++shared.ended;
-      return 0;
-    }));
-  }
-  // Some are killed while the disk is full, and the semaphore is removed under the others.
-  std::vector<bool> killed(static_cast<size_t>(processes));
-  std::minstd_rand random(static_cast<unsigned>(getpid()));
-  for (size_t writer = 0; writer < killed.size(); writer += 3) {
-    const int line = static_cast<int>(random() % static_cast<unsigned>(before));
-    if (!eventually([&] { return shared.written[writer] >= line; })) return endAll(writers);
-    if (shared.written[writer] >= before) continue;
-    kill(writers[writer], SIGKILL);
-    killed[writer] = exitCode(waitFor(writers[writer])) == -1;
-    writers[writer] = 0;
-    const int set = semget(ftok(kDirectory, 'S'), 1, 0);
-    if (set != -1) semctl(set, 0, IPC_RMID);
-  }
-  const auto dead = static_cast<int>(std::count(killed.begin(), killed.end(), true));
-  const auto hasFilled = [&](size_t writer) {
-    return killed[writer] || shared.written[writer] >= before;
-  };
-  const bool allHave = eventually([&] {
-    size_t writer = 0;
-    while (writer < killed.size() && hasFilled(writer)) ++writer;
-    return writer == killed.size();
+  Writers writers(shared, processes, [&](int writer) {
+    write(shared, writer, 0, before);
+    while (!shared.go) usleep(1000);
+    write(shared, writer, before, before + after);
   });
-  if (!allHave) return endAll(writers);
+  if (!killOnFullDisk(writers, shared, before)) return writers.giveUp();
+  if (!eventually([&] { return allHaveFilled(writers, shared, before); })) return writers.giveUp();
   struct statvfs status = {};
   const bool isFull = statvfs(kDirectory, &status) == 0 && status.f_bavail < 2;
   // Rotated while there is no room.
@@ -270,35 +316,33 @@ bool fullDisk(int processes, int lines) {
   const bool isRotated = std::filesystem::exists(kBackup);
   std::filesystem::remove(ballast);
   shared.go = true;
-  if (!eventually([&] { return shared.ended + dead == processes; })) return endAll(writers);
-  for (size_t writer = 0; writer < writers.size(); ++writer) {
-    if (!killed[writer]) waitFor(writers[writer]);
-  }
-  const int survivors = processes - dead;
+  if (!eventually([&] { return writers.allHaveEnded(); })) return writers.giveUp();
+  writers.collect();
 
   Contents contents;
   if (isRotated) readInto(contents, kBackup);
   readInto(contents, kLog);
-  size_t found = 0;
+  int found = 0;
   int late = 0;
   bool ordered = true;
   for (const auto& [writer, numbers] : contents.lines) {
-    found += numbers.size();
+    found += static_cast<int>(numbers.size());
     ordered = ordered && std::is_sorted(numbers.begin(), numbers.end()) &&
               std::adjacent_find(numbers.begin(), numbers.end()) == numbers.end();
     late += static_cast<int>(
         std::count_if(numbers.begin(), numbers.end(), [&](int n) { return n >= before; }));
   }
+  const int expected = (processes - writers.killed()) * after;
   const long longest = shared.longestMicroseconds / 1000;
   printf(
-      "full disk: %d processes, %d killed, %zu lines there from before it was full, %d of %d "
+      "full disk: %d processes, %d killed, %d lines there from before it was full, %d of %d "
       "afterwards, %d mixed, %d pieces, longest wait %ld ms\n",
-      processes, dead, found - static_cast<size_t>(late), late, survivors * after, contents.mixed,
-      contents.pieces, longest);
+      processes, writers.killed(), found - late, late, expected, contents.mixed, contents.pieces,
+      longest);
   return complain(isFull && isRotated, "the disk was never full, or the log not rotated then") &&
-         complain(contents.mixed == 0 && contents.pieces <= dead,
+         complain(contents.mixed == 0 && contents.pieces <= writers.killed(),
                   "lines are mixed, or there are pieces without a kill") &&
-         complain(ordered && late == survivors * after, "lines are lost") &&
+         complain(ordered && late == expected, "lines are lost") &&
          complain(longest < 1000, "a writer was blocked for more than a second") &&
          complain(lockIsFree(), "the lock is taken");
 }
