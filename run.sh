@@ -2,19 +2,15 @@
 # Builds the command and runs its main job: the built scsend at its real paths, in private mounts that
 # leave this machine untouched, with the substitute for the agent's library and the sample send
 # script, which collects this machine's real configuration, or the caller's own send script.
+#
+# usage: run.sh [--keep DIR] [SCRIPT]
+# Shows three runs of the command: in operation and sent, in operation with a script that fails, and
+# not in operation; then the log that they left. Needs root, or a user who may use unshare.
+#   --keep DIR  leave what the script put into the outbox, and the log, in DIR, which is made if missing
+#   SCRIPT      send script for the first run, instead of the sample; whatever its status is
 set -eu
-
-usage="usage: run.sh [--keep DIR] [SCRIPT]
-Shows three runs of the command: in operation and sent, in operation with a script that fails, and
-not in operation; then the log that they left. Needs root, or a user who may use unshare.
-  --keep DIR  leave what the script put into the outbox, and the log, in DIR, which is made if missing
-  SCRIPT      send script for the first run, instead of the sample; whatever its status is"
-
-wrong_use() {
-  echo "run.sh: $1" >&2
-  echo "$usage" >&2
-  exit 2
-}
+# shellcheck source=scripts/usage.sh
+. "$(dirname "$0")/scripts/usage.sh"
 
 top=$(cd "$(dirname "$0")" && pwd)
 
@@ -96,10 +92,6 @@ absolute() {
 kept=""
 while [ $# != 0 ]; do
   case $1 in
-    -h | --help)
-      echo "$usage"
-      exit 0
-      ;;
     --keep)
       [ -n "${2:-}" ] || wrong_use "--keep needs a directory"
       kept=$(absolute "$2")

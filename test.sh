@@ -1,23 +1,13 @@
 #!/bin/sh
 # Runs everything that must pass: set-up, both compilers without warnings, all tests, again under the
 # sanitizers, faults, load, fuzzing, coverage, run.sh, and the checks of form.
+#
+# usage: test.sh [quick]     quick: one compiler, the tests but that of the packages, the checks of form
 set -eu
-
-usage="usage: test.sh [quick]
-Runs everything that must pass. quick: one compiler, the tests but that of the packages, and the
-checks of form."
+# shellcheck source=scripts/usage.sh
+. "$(dirname "$0")/scripts/usage.sh"
 mode=${1:-}
-case $mode in
-  -h | --help)
-    echo "$usage"
-    exit 0
-    ;;
-  "" | quick) ;;
-  *)
-    echo "$usage" >&2
-    exit 2
-    ;;
-esac
+case $mode in "" | quick) ;; *) wrong_use "unknown argument: $1" ;; esac
 
 cd "$(dirname "$0")"
 # The tests need an open standard input, whatever the caller has.

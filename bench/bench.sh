@@ -2,27 +2,17 @@
 # Measures the library and the command beside what a user would pick instead: installs what that
 # needs, builds, runs everything in one go, and writes the table into bench/README.md, which it
 # prints last. With --profile it shows where the time of a single measurement goes.
+#
+# usage: bench.sh [REPETITIONS]     2 or more; 10 by default, which takes about ten minutes
+#        bench.sh --profile ROW/WHO/SIZE TIMES
+#        bench.sh --profile memory
 set -eu
-
-usage="usage: bench.sh [REPETITIONS]     2 or more; 10 when not given, which takes about ten minutes
-       bench.sh --profile ROW/WHO/SIZE TIMES
-       bench.sh --profile memory"
+# shellcheck source=scripts/usage.sh
+. "$(dirname "$0")/../scripts/usage.sh"
 case ${1:-} in
-  -h)
-    echo "$usage"
-    exit 0
-    ;;
   --inside) ;;
-  --profile)
-    if [ $# -ne 3 ] && [ "$*" != "--profile memory" ]; then
-      echo "$usage" >&2
-      exit 2
-    fi
-    ;;
-  *[!0-9]* | 0 | 1) # a median is of more than one
-    echo "$usage" >&2
-    exit 2
-    ;;
+  --profile) [ $# = 3 ] || [ "$*" = "--profile memory" ] || wrong_use "--profile needs a row and a count" ;;
+  *[!0-9]* | 0 | 1) wrong_use "a median is of more than one" ;;
 esac
 
 top=$(cd "$(dirname "$0")/.." && pwd)

@@ -1,16 +1,12 @@
 #!/bin/sh
 # Draws docs/modules.svg from the includes: an arrow for each module whose header or source needs
 # another one's header. With --check, compares the picture in the tree with the includes instead.
+#
+# usage: modules.sh [--check]
 set -eu
-
-case ${1:-} in
-  "" | --check) ;;
-  *)
-    echo "usage: modules.sh [--check]"
-    [ "$1" = -h ]
-    exit
-    ;;
-esac
+# shellcheck source=scripts/usage.sh
+. "$(dirname "$0")/../scripts/usage.sh"
+case ${1:-} in "" | --check) ;; *) wrong_use "unknown argument: $1" ;; esac
 cd "$(dirname "$0")/.."
 
 # "from to" for each include of one module's header by another.

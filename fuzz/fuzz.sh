@@ -2,19 +2,12 @@
 # Builds the fuzz targets (libFuzzer, address and undefined-behaviour sanitizers) and runs each for a
 # time, from the seeds in the tree; an input that shows a fault is left in build/fuzz. The last lines
 # have the figures.
+#
+# usage: fuzz.sh [SECONDS [TARGET...]]     10 seconds for each target by default
 set -eu
-
-usage="usage: fuzz.sh [SECONDS [TARGET...]]     10 seconds for each target by default"
-case ${1:-} in
-  -h)
-    echo "$usage"
-    exit 0
-    ;;
-  *[!0-9]*)
-    echo "$usage" >&2
-    exit 2
-    ;;
-esac
+# shellcheck source=scripts/usage.sh
+. "$(dirname "$0")/../scripts/usage.sh"
+case ${1:-} in *[!0-9]*) wrong_use "unknown argument: $1" ;; esac
 
 seconds=${1:-10}
 [ $# = 0 ] || shift

@@ -1,14 +1,11 @@
 #!/bin/sh
 # Checks the form of the tree: clang-format, clang-tidy (which also finds missing includes), shellcheck,
 # and that each header compiles alone.
+#
+# usage: check-form.sh
 set -eu
-
-case ${1:-} in
-  -h | --help)
-    echo "usage: check-form.sh"
-    exit 0
-    ;;
-esac
+# shellcheck source=scripts/usage.sh
+. "$(dirname "$0")/usage.sh"
 
 cd "$(dirname "$0")/.."
 build=build/release

@@ -1,17 +1,12 @@
 #!/bin/sh
 # Compiles a UTF-8 message catalogue into one in EUC-JP, the code set of the texts that the tools
 # look up.
+#
+# usage: compile-catalogue.sh CATALOGUE.po TARGET.mo
 set -eu
-
-usage="usage: compile-catalogue.sh CATALOGUE.po TARGET.mo"
-if [ "${1:-}" = -h ]; then
-  echo "$usage"
-  exit 0
-fi
-if [ $# != 2 ]; then
-  echo "$usage" >&2
-  exit 2
-fi
+# shellcheck source=scripts/usage.sh
+. "$(dirname "$0")/usage.sh"
+[ $# = 2 ] || wrong_use "a catalogue and a target are needed"
 
 mkdir -p "$(dirname "$2")"
 # Newer versions convert to UTF-8 by default; older ones lack the option.

@@ -2,12 +2,11 @@
 # Measures the line and branch coverage of src/ by the tests and the fault sweep and prints the table, without
 # the branches that only an exception takes, which the compiler adds to every call. Fails below 100 % of
 # the lines or 95 % of the branches, except for the listed exceptions. Its last line has the figures.
+#
+# usage: coverage.sh
 set -eu
-
-if [ "${1:-}" = -h ]; then
-  echo "usage: coverage.sh"
-  exit 0
-fi
+# shellcheck source=scripts/usage.sh
+. "$(dirname "$0")/usage.sh"
 
 cd "$(dirname "$0")/.."
 sh scripts/packages.sh cmake ninja-build gettext g++ libgtest-dev \

@@ -1,11 +1,13 @@
 #!/bin/sh
 # Runs ./run.sh and ./test.sh as a newcomer would: in an empty root of a Debian release with nothing
 # but git and a clone of the last commit. Its last lines have the outcome.
+#
+# usage: fresh-root.sh [-u] RELEASE     bookworm, trixie
+# As root; with -u, afterwards also as an ordinary user who finds the packages installed. Takes about
+# 3 GB below TMPDIR (/var/tmp by default) and a quarter of an hour for each.
 set -eu
-
-usage="usage: fresh-root.sh [-u] RELEASE     bookworm, trixie
-As root; with -u, afterwards also as an ordinary user who finds the packages installed. Takes about
-3 GB below TMPDIR (/var/tmp when that is not set) and a quarter of an hour for each."
+# shellcheck source=scripts/usage.sh
+. "$(dirname "$0")/usage.sh"
 
 # ---- In private namespaces ----------------------------------------------------------------------
 
@@ -50,16 +52,7 @@ if [ "${1:-}" = -u ]; then
   users="root newcomer"
   shift
 fi
-case ${1:-} in
-  -h | --help)
-    echo "$usage"
-    exit 0
-    ;;
-esac
-if [ $# != 1 ]; then
-  echo "$usage" >&2
-  exit 2
-fi
+[ $# = 1 ] || wrong_use "one release is needed"
 if [ "$(id -u)" != 0 ]; then
   echo "fresh-root.sh: only root may make a root directory" >&2
   exit 1

@@ -1,11 +1,10 @@
 #!/bin/sh
 # Installs the Debian packages named by the arguments that are not installed yet.
+#
+# usage: packages.sh PACKAGE...
 set -eu
-
-if [ "${1:-}" = -h ]; then
-  echo "usage: packages.sh PACKAGE..."
-  exit 0
-fi
+# shellcheck source=scripts/usage.sh
+. "$(dirname "$0")/usage.sh"
 
 missing=""
 for package in "$@"; do

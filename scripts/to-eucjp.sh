@@ -1,16 +1,11 @@
 #!/bin/sh
 # Converts a UTF-8 source to EUC-JP for the compiler, which still reports locations in the original.
+#
+# usage: to-eucjp.sh SOURCE TARGET [ICONV]
 set -eu
-
-usage="usage: to-eucjp.sh SOURCE TARGET [ICONV]"
-if [ "${1:-}" = -h ]; then
-  echo "$usage"
-  exit 0
-fi
-if [ $# -lt 2 ]; then
-  echo "$usage" >&2
-  exit 2
-fi
+# shellcheck source=scripts/usage.sh
+. "$(dirname "$0")/usage.sh"
+[ $# -ge 2 ] || wrong_use "a source and a target are needed"
 
 source=$1
 target=$2

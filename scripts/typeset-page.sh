@@ -1,17 +1,12 @@
 #!/bin/sh
 # Makes a manual page as installed: compressed reproducibly; Japanese pages (below a folder ja) are
 # typeset first.
+#
+# usage: typeset-page.sh SOURCE TARGET
 set -eu
-
-usage="usage: typeset-page.sh SOURCE TARGET"
-if [ "${1:-}" = -h ]; then
-  echo "$usage"
-  exit 0
-fi
-if [ $# != 2 ]; then
-  echo "$usage" >&2
-  exit 2
-fi
+# shellcheck source=scripts/usage.sh
+. "$(dirname "$0")/usage.sh"
+[ $# = 2 ] || wrong_use "a source and a target are needed"
 
 mkdir -p "$(dirname "$2")"
 case $1 in

@@ -71,7 +71,9 @@ if [ "$(id -u)" != 0 ]; then
 else
   # For another user, who may perhaps not read the source.
   chmod 755 "$scratch"
+  mkdir "$scratch/scripts"
   cp "$source/run.sh" "$scratch"
+  cp "$source/scripts/usage.sh" "$scratch/scripts"
   status=0
   setpriv --reuid=65534 --regid=65534 --clear-groups sh "$scratch/run.sh" own.sh 2>"$scratch/errors" ||
     status=$?

@@ -22,6 +22,27 @@ gives() {
   equal "$expected" $status "status of $*"
 }
 
+# Each says what it does, and how it is used.
+for script in run.sh test.sh bench/bench.sh docs/modules.sh fuzz/fuzz.sh scripts/*.sh tests/valgrind.sh \
+  tests/faults/sweep.sh tests/load/soak.sh tests/mutation/mutate.sh; do
+  case $script in scripts/inside.sh | scripts/usage.sh) continue ;; esac
+  for option in -h --help; do
+    gives 0 "$script" $option
+    empty "$scratch/errors" "error output of $script $option"
+    present '^[A-Z].*' "$scratch/output" "what $script does"
+    present "^usage: ${script##*/}" "$scratch/output" "the usage of $script"
+    absent '^set|^#' "$scratch/output" "the help of $script"
+  done
+done
+for script in test.sh docs/modules.sh fuzz/fuzz.sh tests/load/soak.sh tests/mutation/mutate.sh; do
+  gives 2 $script -x
+  empty "$scratch/output" "output of $script -x"
+  equal "${script##*/}: unknown argument: -x" "$(head -n 1 "$scratch/errors")" "the message of $script -x"
+  present "^usage: ${script##*/}" "$scratch/errors" "the usage after $script -x"
+done
+gives 2 bench/bench.sh 1
+equal "bench.sh: a median is of more than one" "$(head -n 1 "$scratch/errors")" "the message of bench.sh 1"
+
 for script in run.sh bench/bench.sh tests/mutation/mutate.sh scripts/fresh-root.sh tests/packages_test.sh \
   tests/sample_script_test.sh; do
   for argument in "" none "$(readlink /proc/self/ns/mnt)"; do

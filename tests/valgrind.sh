@@ -2,12 +2,11 @@
 # Runs the end-to-end tests of the command and the unit tests under valgrind: no error of memcheck, no
 # lost memory, and no descriptor that is left open but what a temporary directory leaves deliberately.
 # Its last lines have the figures.
+#
+# usage: valgrind.sh
 set -eu
-
-if [ "${1:-}" = -h ]; then
-  echo "usage: valgrind.sh"
-  exit 0
-fi
+# shellcheck source=scripts/usage.sh
+. "$(dirname "$0")/../scripts/usage.sh"
 
 cd "$(dirname "$0")/.."
 sh scripts/packages.sh cmake ninja-build g++ gettext libc-bin libgtest-dev valgrind psmisc locales perl

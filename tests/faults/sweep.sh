@@ -1,12 +1,11 @@
 #!/bin/sh
 # Makes the calls of the C library that can fail do so in turn, in every scenario, and reports what fell
 # short; its last line has the figures.
+#
+# usage: sweep.sh [-v] [SCENARIO...]     -v shows every outcome
 set -eu
-
-if [ "${1:-}" = -h ]; then
-  echo "usage: sweep.sh [-v] [SCENARIO...]"
-  exit 0
-fi
+# shellcheck source=scripts/usage.sh
+. "$(dirname "$0")/../../scripts/usage.sh"
 
 cd "$(dirname "$0")/../.."
 sh scripts/packages.sh cmake ninja-build g++ binutils gettext libc-bin libgtest-dev psmisc

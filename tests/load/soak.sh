@@ -1,18 +1,11 @@
 #!/bin/sh
 # Loads the shared log; the last two lines have the figures.
+#
+# usage: soak.sh [PROCESSES [LINES [TIMES]]]     64 processes, 2000 lines each, once by default
 set -eu
-
-usage="usage: soak.sh [PROCESSES [LINES [TIMES]]]     64 processes, 2000 lines each, once by default"
-case ${1:-} in
-  -h)
-    echo "$usage"
-    exit 0
-    ;;
-  *[!0-9]*)
-    echo "$usage" >&2
-    exit 2
-    ;;
-esac
+# shellcheck source=scripts/usage.sh
+. "$(dirname "$0")/../../scripts/usage.sh"
+case ${1:-} in *[!0-9]*) wrong_use "unknown argument: $1" ;; esac
 
 cd "$(dirname "$0")/../.."
 sh scripts/packages.sh cmake ninja-build g++ gettext libc-bin libgtest-dev

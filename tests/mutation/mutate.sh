@@ -2,19 +2,14 @@
 # Makes mutants of src/ and lets the tests judge them, in a sandbox: mutated code that removes files
 # finds nothing but copies of the tree in a memory file system, and devices that it cannot remove. Its
 # last line has the figures.
+#
+# usage: mutate.sh [COUNT [SEED]]     150 mutants of seed 1 by default, half an hour on two cores
 set -eu
-
-usage="usage: mutate.sh [COUNT [SEED]]     150 mutants (the default) take half an hour on two cores"
+# shellcheck source=scripts/usage.sh
+. "$(dirname "$0")/../../scripts/usage.sh"
 case ${1:-} in
-  -h | --help)
-    echo "$usage"
-    exit 0
-    ;;
   --inside) ;;
-  *[!0-9]*)
-    echo "$usage" >&2
-    exit 2
-    ;;
+  *[!0-9]*) wrong_use "unknown argument: $1" ;;
 esac
 
 if [ "${1:-}" = --inside ]; then
