@@ -243,7 +243,7 @@ TEST_F(Scsend, AnAgentThatFailsIsNotInOperation) {
 }
 
 TEST_F(Scsend, AnAgentThatThrowsAnIntIsNotCompleted) {
-  agent = MOXEL_BUILD_DIR "/throwing_int/libvekcom.so.2.0";
+  agent = MOXEL_BUILD_DIR "/throwing_agent/libvekcom.so.2.0";
   // The system keeps the low eight bits.
   for (const int thrown : {42, 256, -1, 0}) {
     environment["AGENT_THROWS"] = std::to_string(thrown);
@@ -254,7 +254,7 @@ TEST_F(Scsend, AnAgentThatThrowsAnIntIsNotCompleted) {
 }
 
 TEST_F(Scsend, AnyOtherExceptionEndsTheRun) {
-  agent = MOXEL_BUILD_DIR "/throwing_other/libvekcom.so.2.0";
+  agent = MOXEL_BUILD_DIR "/throwing_agent/libvekcom.so.2.0";
   run();
   EXPECT_EQ(signal, SIGABRT);
   EXPECT_EQ(output, "");
