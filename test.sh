@@ -45,6 +45,7 @@ done
 step "shuffled order, in one process"
 ./build/release/moxel_test --gtest_shuffle --gtest_brief=1
 ./build/release/artefact_test --gtest_shuffle --gtest_brief=1
+./build/release/small_scope_test --gtest_shuffle --gtest_brief=1
 
 step "the library and the command alone, in an empty directory"
 alone=$(mktemp -d)

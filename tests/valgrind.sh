@@ -7,6 +7,8 @@
 set -eu
 # shellcheck source=scripts/usage.sh
 . "$(dirname "$0")/../scripts/usage.sh"
+# shellcheck source=tests/support/shell.sh
+. "$(dirname "$0")/support/shell.sh"
 
 cd "$(dirname "$0")/.."
 sh scripts/packages.sh cmake ninja-build g++ gettext libc-bin libgtest-dev valgrind psmisc locales perl
@@ -67,12 +69,7 @@ done
 # Left out: limits, denied and traced system calls, which valgrind itself needs; processes that fuser finds by
 # their program, or that start it anew, which is valgrind's here; waits that count signals; commands that
 # cannot be executed, after which valgrind gives up; and users who may not write its reports.
-left_out=$(awk '
-  FNR == 1 || /^}/ { name = "" }
-  /^TEST/ { gsub(/.*\(|\).*/, ""); split($0, part, ", *"); name = part[1] "." part[2] }
-  /denySystemCalls|leaveDescriptors|setrlimit|execl|execv|isRunning\([^n]|SIGUSR1|EXPECT_DEATH|EXPECT_EXIT|dropPrivileges|traceSystemCalls|callsOfALine|logWithAnother/ {
-    if (name != "") print name
-  }' "$tests"/*_test.cpp | sort -u | tr '\n' ':')
+left_out=$(tests_with "$tests" 'denySystemCalls|leaveDescriptors|setrlimit|execl|execv|isRunning[(][^n]|SIGUSR1|EXPECT_DEATH|EXPECT_EXIT|dropPrivileges|traceSystemCalls|callsOfALine|logWithAnother')
 left_out="$left_out*.AFailedExec*:*.AShellThat*:*.TheChildHasNoDescriptorOfTheCall"
 left_out="$left_out:*.WithoutATemporaryFile*:*.WithoutMessagesOnly*"
 echo "library: $(echo "$left_out" | tr ':' '\n' | grep -c .) tests or groups of tests are left out"

@@ -49,3 +49,11 @@ quietly() {
   [ $status = 0 ] || fail "expected '$*' to pass, got status $status:
 $(cat "$scratch/quiet")"
 }
+
+# tests_with DIRECTORY PATTERN: the tests there whose own lines match, as a filter of GoogleTest.
+tests_with() {
+  awk -v pattern="$2" '
+    FNR == 1 || /^}/ { name = "" }
+    /^TEST/ { gsub(/.*\(|\).*/, ""); split($0, part, ", *"); name = part[1] "." part[2] }
+    $0 ~ pattern && name != "" { print name }' "$1"/*_test.cpp | sort -u | tr '\n' ':'
+}
