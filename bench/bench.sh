@@ -1,6 +1,6 @@
 #!/bin/sh
 # Measures the library and the command beside what a user would pick instead: installs what that
-# needs, builds, runs everything in one go, and writes the table into bench/README.md, which it
+# needs, builds, runs everything in one go, and writes the table into docs/measurements.md, which it
 # prints last. With --profile it shows where the time of a single measurement goes.
 #
 # usage: bench.sh [REPETITIONS]     2 or more; 10 by default, which takes about ten minutes
@@ -164,5 +164,5 @@ namespaces="--mount --ipc"
 unshare $namespaces sh bench/bench.sh --inside "$results" "$@"
 [ "${1:-}" != --profile ] || exit 0
 
-python3 bench/report.py "$results" bench/README.md bench/growth.svg
-cat bench/README.md
+python3 bench/report.py "$results" docs/measurements.md docs/growth.svg
+cat docs/measurements.md

@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
-"""Puts the figures of bench.sh into the table of README.md and draws how cost grows.
+"""Puts the figures of bench.sh into the table of docs/measurements.md and draws how cost grows.
 
-usage: report.py RESULTS README SVG
-RESULTS is the directory that bench.sh filled; the table goes between the two marks of the README.
+usage: report.py RESULTS PAGE SVG
+RESULTS is the directory that bench.sh filled; the table goes between the two marks of the page.
 """
 
 import json

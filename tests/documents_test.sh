@@ -125,7 +125,7 @@ if sh "$scratch/tree/docs/modules.sh" --check >/dev/null 2>&1; then fail "a new 
 
 cd "$source"
 # Links lead somewhere, and so do names of files in the tree; X stands for any.
-for document in README.md README.ja.md docs/*.md bench/README.md; do
+for document in README.md README.ja.md docs/*.md; do
   grep -o '](\([^)#:]*\))' "$document" | sed 's/^](//; s/)$//' >"$scratch/links" || true
   while read -r link; do
     case $link in build/*) continue ;; esac
