@@ -414,6 +414,32 @@ TEST_F(CLogFile, OnlyALimitOfFileSizesAsksForTheEndOfTheFile) {
   EXPECT_EQ(std::count(calls.begin(), calls.end(), SYS_lseek), 1) << testing::PrintToString(calls);
 }
 
+// Where the limit, or the end of the file, cannot be asked for, the line is written all the same.
+TEST_F(CLogFile, WithoutAnAnswerAboutRoomTheLineIsWritten) {
+  for (const int denied : {SYS_prlimit64, SYS_lseek}) {
+    expectInChild([&] {
+      const rlimit limit = {1 << 20, RLIM_INFINITY};
+      ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &limit), 0);
+      denySystemCalls({denied}, EPERM);
+      gLog.ilog("a line");
+    });
+  }
+  EXPECT_EQ(logged(), (Lines{"a line", "a line"}));
+}
+
+// What cannot be taken back stays as a piece, and the next line follows it.
+TEST_F(CLogFile, APieceThatCannotBeTakenBackStays) {
+  for (const int denied : {SYS_ftruncate, SYS_lseek}) {
+    expectInChild([&] {
+      ASSERT_TRUE(enterPrivateNamespace() && mountEmpty(scratch.path(), 0, "size=16k"));
+      denySystemCalls({denied}, EPERM);
+      gLog.ilog("%s", std::string(20000, 'x').c_str());
+      EXPECT_EQ(sizeOf(logPath()), 16 << 10);
+      EXPECT_TRUE(lockIsFree());
+    });
+  }
+}
+
 TEST_F(CLogFile, AFullDiskLeavesNoPieceOfALine) {
   expectInChild([&] {
     ASSERT_TRUE(enterPrivateNamespace() && mountEmpty(scratch.path(), 0, "size=64k"));
@@ -767,6 +793,18 @@ TEST_F(CLogRotation, AFailedRenameStillEmptiesTheLog) {
   fill(logPath(), 512001);
   EXPECT_EQ(gLog.init("tool"), 0);
   EXPECT_EQ(sizeOf(logPath()), 0);
+}
+
+TEST_F(CLogRotation, WhatCanNeitherBeRenamedNorEmptiedGoesOn) {
+  fill(logPath(), 512001);
+  std::vector<int> denied = kRenameCalls;
+  denied.push_back(SYS_truncate);
+  expectInChild([&] {
+    denySystemCalls(denied, EPERM);
+    EXPECT_EQ(gLog.init("tool"), 0);
+  });
+  EXPECT_EQ(sizeOf(logPath()), 512001);
+  EXPECT_FALSE(exists(scratch.file("moxel.bak")));
 }
 
 TEST_F(CLogRotation, WithoutMemoryForANameTheFileGoesOn) {
