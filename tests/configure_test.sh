@@ -1,6 +1,6 @@
 #!/bin/sh
 # What the build needs and does not find stops it at configuration, with one line that says what to
-# install. The tools are hidden in a private mount namespace.
+# install; so do 32 bits. The tools are hidden in a private mount namespace.
 #
 # usage: configure_test.sh SOURCE BUILD
 set -eu
@@ -44,4 +44,12 @@ refused "iconv not found: install the Debian package libc-bin" "$(command -v ico
 refused "msgfmt not found: install the Debian package gettext" "$(command -v msgfmt)"
 refused "GoogleTest not found: install the Debian package libgtest-dev" \
   /usr/include/gtest /usr/lib/*/cmake/GTest
+# Compiled only, since libraries of 32 bits are not there.
+if [ "$(uname -m)" = x86_64 ]; then
+  status=0
+  cmake -S "$source" -B "$scratch/build" -DCMAKE_CXX_FLAGS=-m32 -DCMAKE_TRY_COMPILE_TARGET_TYPE=STATIC_LIBRARY \
+    >"$scratch/output" 2>&1 || status=$?
+  equal 1 $status "status of a configuration for 32 bits"
+  present '^  moxel is for 64 bits: [^.]*$' "$scratch/output" "a configuration for 32 bits"
+fi
 echo "each missing tool is named"
