@@ -56,43 +56,27 @@ bool onText(const char* row, const char* who, const std::string& piece, Function
 
 const std::string kFields = "moxel,log,,collection,";
 
-const bool splitVector[] = {
-    onText("split into vector", "moxel", kFields,
-           [](const std::string& text) {
-             std::vector<std::string> out;
-             keep(split(text.c_str(), ",", out, 0));
-           }),
-    onText("split into vector", "abseil", kFields,
-           [](const std::string& text) {
-             const std::vector<std::string> out = absl::StrSplit(text, ',');
-             keep(out.size());
-           }),
-    onText("split into vector", "boost", kFields,
-           [](const std::string& text) {
-             std::vector<std::string> out;
-             boost::split(out, text, [](char c) { return c == ','; });
-             keep(out.size());
-           }),
-};
+template <class Container>
+bool splitInto(const char* row) {
+  return onText(row, "moxel", kFields,
+                [](const std::string& text) {
+                  Container out;
+                  keep(split(text.c_str(), ",", out, 0));
+                }) &&
+         onText(row, "abseil", kFields,
+                [](const std::string& text) {
+                  const Container out = absl::StrSplit(text, ',');
+                  keep(out.size());
+                }) &&
+         onText(row, "boost", kFields, [](const std::string& text) {
+           Container out;
+           boost::split(out, text, [](char c) { return c == ','; });
+           keep(out.size());
+         });
+}
 
-const bool splitList[] = {
-    onText("split into list", "moxel", kFields,
-           [](const std::string& text) {
-             std::list<std::string> out;
-             keep(split(text.c_str(), ",", out, 0));
-           }),
-    onText("split into list", "abseil", kFields,
-           [](const std::string& text) {
-             const std::list<std::string> out = absl::StrSplit(text, ',');
-             keep(out.size());
-           }),
-    onText("split into list", "boost", kFields,
-           [](const std::string& text) {
-             std::list<std::string> out;
-             boost::split(out, text, [](char c) { return c == ','; });
-             keep(out.size());
-           }),
-};
+const bool splits[] = {splitInto<std::vector<std::string>>("split into vector"),
+                       splitInto<std::list<std::string>>("split into list")};
 
 template <class Function>
 bool onList(const char* row, const char* who, Function function) {

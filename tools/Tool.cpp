@@ -5,14 +5,18 @@
 #include <cstdlib>
 #include <cstring>
 
-int Tool::showVersion() const {
-  std::printf("%s (moxel) %s\n", name, MOXEL_VERSION);
-  return finish(EXIT_SUCCESS);
-}
-
-int Tool::showUsage() const {
-  std::fputs(usage, stdout);
-  return finish(EXIT_SUCCESS);
+int Tool::common(int found) const {
+  switch (found) {
+    case kHelp:
+      std::fputs(usage, stdout);
+      return finish(EXIT_SUCCESS);
+    case kVersion:
+      std::printf("%s (moxel) %s\n", name, MOXEL_VERSION);
+      return finish(EXIT_SUCCESS);
+    default:
+      std::fputs(usage, stderr);
+      return kExitUsage;
+  }
 }
 
 int Tool::misused(const char* problem, const char* argument) const {

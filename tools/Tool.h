@@ -5,15 +5,16 @@
 constexpr int kExitFailure = 1;
 constexpr int kExitUsage = 2;
 
+/// What `getopt_long` returns for the options that all have: -h and --help, --version.
+enum { kHelp = 'h', kVersion = 'V' };
+
 struct Tool {
   const char* name;
   const char* usage;
 
-  /// Prints name and version of the set on standard output. Returns the exit status.
-  int showVersion() const;
-
-  /// Prints the usage on standard output. Returns the exit status.
-  int showUsage() const;
+  /// Acts on what `getopt_long` returned for no option of the tool's own: prints usage or version
+  /// on standard output, or after wrong use the usage on standard error. Returns the exit status.
+  int common(int found) const;
 
   /// Prints "NAME: PROBLEM: ARGUMENT" and the usage on standard error. Returns the exit status.
   int misused(const char* problem, const char* argument) const;

@@ -176,21 +176,15 @@ void show(const std::string& path, const Texts& texts) {
 int main(int argc, char** argv) {
   gMsg.init(nullptr, "");
   bool quiet = false;
-  enum { kHelp = 'h', kVersion = 'V' };
   const option longOptions[] = {
       {"help", no_argument, nullptr, kHelp}, {"version", no_argument, nullptr, kVersion}, {}};
   for (int found = 0; (found = getopt_long(argc, argv, "+hq", longOptions, nullptr)) != -1;) {
     switch (found) {
-      case kHelp:
-        return kTool.showUsage();
-      case kVersion:
-        return kTool.showVersion();
       case 'q':
         quiet = true;
         break;
       default:
-        std::fputs(kTool.usage, stderr);
-        return kExitUsage;
+        return kTool.common(found);
     }
   }
   if (argc - optind > 1) return kTool.misused("too many arguments", argv[optind + 1]);

@@ -141,7 +141,7 @@ int main(int argc, char** argv) {
   std::setlocale(LC_ALL, "");
   bool raw = false;
   bool listing = false;
-  enum { kHelp = 'h', kVersion = 'V', kRaw = 'r', kList = 'l' };
+  enum { kRaw = 'r', kList = 'l' };
   const option longOptions[] = {{"help", no_argument, nullptr, kHelp},
                                 {"version", no_argument, nullptr, kVersion},
                                 {"raw", no_argument, nullptr, kRaw},
@@ -150,10 +150,6 @@ int main(int argc, char** argv) {
   // "+": options end at the first argument, since codes are negative.
   for (int found = 0; (found = getopt_long(argc, argv, "+h", longOptions, nullptr)) != -1;) {
     switch (found) {
-      case kHelp:
-        return kTool.showUsage();
-      case kVersion:
-        return kTool.showVersion();
       case kRaw:
         raw = true;
         break;
@@ -161,8 +157,7 @@ int main(int argc, char** argv) {
         listing = true;
         break;
       default:
-        std::fputs(kTool.usage, stderr);
-        return kExitUsage;
+        return kTool.common(found);
     }
   }
   char** arguments = argv + optind;

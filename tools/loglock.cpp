@@ -130,7 +130,7 @@ int remove(const State& state, bool force) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  enum { kHelp = 'h', kVersion = 'V', kMake = 'm', kFree = 'f', kForce = 'F' };
+  enum { kMake = 'm', kFree = 'f', kForce = 'F' };
   const option longOptions[] = {
       {"help", no_argument, nullptr, kHelp},   {"version", no_argument, nullptr, kVersion},
       {"make", no_argument, nullptr, kMake},   {"free", no_argument, nullptr, kFree},
@@ -140,10 +140,6 @@ int main(int argc, char** argv) {
   bool force = false;
   for (int found = 0; (found = getopt_long(argc, argv, "+h", longOptions, nullptr)) != -1;) {
     switch (found) {
-      case kHelp:
-        return kTool.showUsage();
-      case kVersion:
-        return kTool.showVersion();
       case kMake:
         making = true;
         break;
@@ -154,8 +150,7 @@ int main(int argc, char** argv) {
         force = true;
         break;
       default:
-        std::fputs(kTool.usage, stderr);
-        return kExitUsage;
+        return kTool.common(found);
     }
   }
   if (optind < argc) return kTool.misused("unknown argument", argv[optind]);
