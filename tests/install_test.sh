@@ -68,6 +68,13 @@ for directory in opt/kardo var/log/kardo usr/share/doc/moxel usr/share/locale/ja
 done
 quietly cmp "$build/scsend" "$scratch/server/opt/kardo/moxel/bin/scsend"
 
+# Installed documents link what is installed beside them.
+(cd "$scratch/server/usr/share/doc/moxel/examples" && grep -o '](\([^)#:]*\))' README*.md docs/*.md) |
+  sed 's/](//; s/)$//' >"$scratch/links"
+while IFS=: read -r document link; do
+  exists "$scratch/server/usr/share/doc/moxel/examples/$(dirname "$document")/$link" "a link of the installed $document"
+done <"$scratch/links"
+
 # What systemd and logrotate make of the files for them, with what they name in the staged server.
 mkdir "$scratch/units"
 for unit in packaging/moxel-loglock.service examples/moxel-scsend.service examples/moxel-scsend.timer; do
