@@ -267,6 +267,15 @@ equal "$(git -C "$source" log -1 --format=%ct)" \
 
 # From here on the packages of the build itself, with this version and as the next one.
 (cd "$build" && quietly cpack -B "$packages" && quietly cpack -G DEB -R "$version.1" -B "$packages")
+# A build with the tests gives the packages of one without, where it is of that commit and compiler.
+if [ -z "$(git -C "$source" status --porcelain)" ] &&
+  grep -q '^CMAKE_CXX_COMPILER:.*[/=]g++$' "$build/CMakeCache.txt"; then
+  for component in $components; do
+    for name in "${component}_${version}_amd64.deb" "$component-$version-1.x86_64.rpm"; do
+      cmp "$scratch/one.packages/$name" "$packages/$name" || fail "$name depends on whether there are tests"
+    done
+  done
+fi
 # The next RPM ships another configuration.
 echo '# A new remark.' >>"$scratch/one/etc/moxel.conf"
 (cd "$scratch/one/made" && quietly cpack -G RPM -R "$version.1" -B "$scratch/next-version")
