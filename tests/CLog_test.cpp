@@ -5,7 +5,6 @@
 #include <sched.h>
 #include <sys/ioctl.h>
 #include <sys/ipc.h>
-#include <sys/mount.h>
 #include <sys/resource.h>
 #include <sys/sem.h>
 #include <sys/socket.h>

@@ -472,10 +472,10 @@ TEST_F(CTempFiles, AStrangersDirectoryIsNotHandedOut) {
         [&] {
           Temp temp;
           std::string path;
-          const int made = temp.getTempDir(path, "t", below.c_str());
+          EXPECT_EQ(temp.getTempDir(path, "t", below.c_str()), 1);
           writeFile(scratch.file("path"), path);
           temp.tempFiles.clear();
-          return made == 1 ? 0 : 1;
+          return HasFailure() ? 1 : 0;
         },
         onCall);
     EXPECT_EQ(status, 0);
