@@ -24,6 +24,7 @@
 #include <cstddef>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <fstream>
 #include <functional>
 #include <string>
@@ -96,7 +97,9 @@ pid_t startExpecting(const std::function<void()>& body) {
 }
 
 void expectInChild(const std::function<void()>& body) {
-  ASSERT_EQ(waitFor(startExpecting(body)), 0) << "wait status of the child";
+  const int status = waitFor(startExpecting(body));
+  if (WIFSIGNALED(status)) FAIL() << "the child: " << strsignal(WTERMSIG(status));
+  ASSERT_EQ(exitCode(status), 0) << "the child has failed";
 }
 
 int exitCode(int waitStatus) { return WIFEXITED(waitStatus) ? WEXITSTATUS(waitStatus) : -1; }
