@@ -22,5 +22,6 @@ while (<>) {
     }
     s/、"/、\\:"/g if /^\.[BI]/;
     print;
-    print ".ad l\n" if /^\.TH/;
+    # Newer formatters take it from the string at each paragraph.
+    print ".ds AD l\n.ad l\n" if /^\.TH/;
 }
