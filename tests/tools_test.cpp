@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <filesystem>
 #include <optional>
 #include <string>
 #include <vector>
@@ -32,7 +33,7 @@ class Tools : public LogTest {
   }
   int run(const std::string& program, const std::vector<std::string>& arguments,
           const std::string& outputFile, const std::string& inputFile = "/dev/null") {
-    const std::string path = MOXEL_BUILD_DIR "/" + program;
+    const std::string path = m_programs + "/" + program;
     std::vector<char*> argv = {const_cast<char*>(program.c_str())};
     for (const std::string& argument : arguments)
       argv.push_back(const_cast<char*>(argument.c_str()));
@@ -64,9 +65,12 @@ class Tools : public LogTest {
     return begin == std::string::npos ? "" : output.substr(begin, output.find('\n', begin) - begin);
   }
 
-  // Lets a child without root's rights write the outputs.
-  void openToOthers() {
+  // Lets a child without root's rights run the program, wherever it was built, and write the
+  // outputs.
+  void openToOthers(const std::string& program) {
     chmod(scratch.path().c_str(), 0755);
+    std::filesystem::copy_file(m_programs + "/" + program, scratch.file(program));
+    m_programs = scratch.path();
     for (const char* name : {"output", "errors"}) {
       writeFile(scratch.file(name), "");
       chmod(scratch.file(name).c_str(), 0666);
@@ -77,6 +81,7 @@ class Tools : public LogTest {
   std::string errors;
 
  private:
+  std::string m_programs = MOXEL_BUILD_DIR;
   Environment m_conf;
   Environment m_language;
 };
@@ -175,7 +180,7 @@ TEST_F(Tools, ConfcheckTellsWhyAFileCannotBeRead) {
 
   const std::string file = conf("");
   chmod(file.c_str(), 0);
-  openToOthers();
+  openToOthers("confcheck");
   expectInChild([&] {
     dropPrivileges();
     EXPECT_EQ(run("confcheck", {file}), 1);
@@ -389,7 +394,7 @@ TEST_F(ToolsLoglock, TellsThatItBelongsToAStranger) {
 TEST_F(ToolsLoglock, TellsWhatCannotBeSeen) {
   if (geteuid() == 0) {
     ASSERT_EQ(run("loglock", {"--make"}), 0);
-    openToOthers();
+    openToOthers("loglock");
     expectInChild([&] {
       dropPrivileges();
       EXPECT_EQ(run("loglock", {}), 1);
