@@ -133,6 +133,13 @@ END
   listing >"$scratch/after"
   same "$scratch/before" "$scratch/after" "the second purge leaves something"
 
+  # A log directory that cannot be removed, here a mount, does not hinder the purge.
+  dpkg_here -i "$packages/moxel_${version}_amd64.deb"
+  mount -t tmpfs log-disk "$log"
+  dpkg_here -P moxel
+  umount "$log"
+  rm -r "$root/var/log/kardo"
+
   # A purge takes the set's own logs, not those of other tools beside them.
   dpkg_here -i "$packages/moxel_${version}_amd64.deb"
   for file in moxel.log moxel.bak other.log; do echo line >"$log/$file"; done
@@ -197,6 +204,15 @@ rpm_life() {
   equal "directory 750 0" "$(stat -c '%F %a %u' "$log")" "the log directory after an update"
   exists "$conf.rpmnew" "the configuration that the RPM of the next version brings"
   same "$scratch/written" "$conf" "an upgrade of the RPM changes the configuration"
+  # The substitute is refused where the agent is, even where only a link to it is left.
+  mkdir -p "$root/opt"
+  ln -s nowhere "$root/opt/ZQRNvek"
+  if rpm --root "$root" --dbpath /var/lib/rpm $force --nodeps -i "$packages/moxel-test-$version-1.x86_64.rpm" \
+    >"$scratch/output" 2>&1; then
+    fail "the RPM moxel-test was installed beside the agent"
+  fi
+  present '^moxel-test: not for a server with the agent' "$scratch/output" "the refusal of the RPM moxel-test"
+  rm "$root/opt/ZQRNvek"
   rpm_here -e moxel
   exists "$log" "after erasing"
   same "$scratch/written" "$conf.rpmsave" "erasing takes the configuration"
