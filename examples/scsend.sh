@@ -79,9 +79,11 @@ collect_disks() {
     name=${disk##*/}
     # No partitions, volumes made of disks, memory disks, paths (nvme0c0n1) or drives for removable media.
     case $name in
-      '*' | dm-* | fd* | loop* | md* | nbd* | nvme*c* | ram* | sr* | zram*) continue ;;
+      '*' | bcache* | dm-* | drbd* | fd* | loop* | md* | mmcblk*boot* | nbd* | nvme*c* | ram* | sr* | zd* | zram*)
+        continue
+        ;;
     esac
-    sectors=$(cat "$disk/size")
+    sectors=$(cat "$disk/size") || continue # gone meanwhile
     echo "disk $name $((sectors / 2)) KB"
     for file in "$disk/device/model" "$disk/device/serial" "$disk/serial"; do
       [ ! -r "$file" ] || echo "${file##*/} $name: $(cat "$file")"
@@ -97,7 +99,9 @@ collect_filesystems() {
 collect_packages() {
   rpms=""
   if command -v rpm >/dev/null; then
-    rpms=$(ls "$(rpm --eval %_dbpath)" 2>/dev/null) || true
+    database=$(rpm --eval %_dbpath)
+    if [ -d "$database" ] && [ ! -r "$database" ]; then not permitted; fi
+    rpms=$(ls "$database" 2>/dev/null) || true
   fi
   if [ -n "$rpms" ]; then
     rpm -qa --qf 'installed %{NAME} %{VERSION}-%{RELEASE} %{ARCH}\n'
@@ -192,28 +196,41 @@ esac
 
 # Output without a reader or room is lost; the archive is still made.
 trap '' PIPE
+{ command exec 3>&1; } 2>/dev/null || exec >/dev/null
+exec 3>&-
 
 complain() {
   echo "${0##*/}: $*" || true
 }
 
+told=no
 give_up() {
   complain "$@"
+  told=yes
   exit 1
 }
 
 work=""
 unfinished=""
 collecting=no
-clean_up() {
+finish() {
+  status=$?
   trap '' HUP INT TERM
   if [ $collecting = yes ]; then
     kill "${!:-}" || true
     wait || true
   fi
   rm -rf "$work" "$unfinished"
+  # What nobody has foreseen ends the script, too, and says so.
+  case $status,$told in
+    0,* | 3,* | *,yes) ;;
+    *)
+      complain "a program failed, status $status"
+      exit 1
+      ;;
+  esac
 }
-trap clean_up EXIT
+trap finish EXIT
 trap 'give_up "ended by a signal"' HUP INT TERM
 
 for program in awk flock gzip sed sha256sum tar timeout; do
@@ -324,14 +341,16 @@ if [ $archived = yes ]; then
   tar -C "$work" -czf "$unfinished" "$title" 2>&1 || give_up "cannot write the archive"
   mv -f "$unfinished" "$archive" || give_up "cannot rename the archive"
 
-  # ---- Transmission: this is the place to send "$archive", with give_up where that fails.
-
   # Keep this host's newest five by name, and always this one.
   set -- "$outbox/configuration-$host"-????????T??????Z.tar.gz
   while [ $# -gt 5 ]; do
     [ "$1" = "$archive" ] || rm -f "$1" 2>&1 || true
     shift
   done
+
+  # ---- Transmission: this is the place to send "$archive". Where that fails, say why on standard output
+  # and set failed=yes: the archive stays.
+
   [ $verbose = no ] || say archive "$archive, $(wc -c <"$archive") bytes"
 fi
 [ $failed = no ] || exit 3

@@ -711,6 +711,15 @@ room() {
   umount "$scratch/small"
 }
 
+# A failure that nobody has foreseen ends the script with its reason, too.
+unforeseen() {
+  new_outbox
+  printf '#!/bin/sh\nexit 9\n' | stand_in date
+  gives 1 -o "$outbox"
+  equal "scsend.sh: a program failed, status 9" "$(cat "$scratch/output")" "the reason of an unforeseen failure"
+  usual_programs
+}
+
 # Output that has no room or no reader changes nothing.
 lost_output() {
   new_outbox
@@ -718,6 +727,12 @@ lost_output() {
   TMPDIR=$scratch/tmp PATH=$scratch/programs:$path "$shell" "$script" -v -o "$outbox" >/dev/full \
     2>"$scratch/errors" || status=$?
   equal 0 $status "status with a full output"
+  unpack
+  new_outbox
+  status=0
+  TMPDIR=$scratch/tmp PATH=$scratch/programs:$path "$shell" "$script" -v -o "$outbox" >&- \
+    2>"$scratch/errors" || status=$?
+  equal 0 $status "status with a closed output"
   unpack
   new_outbox
   {
@@ -733,7 +748,7 @@ lost_output() {
 }
 
 checks="options preview archive manifest masks packages distribution ordinary_user failure limit generations \
-  second_run signals room lost_output"
+  second_run signals room unforeseen lost_output"
 for shell in sh bash; do
   if ! command -v $shell >"$scratch/found"; then
     echo "without $shell, which is not installed"
@@ -744,6 +759,6 @@ for shell in sh bash; do
     $check
   done
   # What depends on the shell.
-  checks="manifest second_run signals lost_output"
+  checks="manifest second_run signals unforeseen lost_output"
 done
 echo "the sample script does its work"
