@@ -83,6 +83,9 @@ done
 SYSTEMD_UNIT_PATH=$scratch/units: systemd-analyze verify --man=no "$scratch"/units/* >"$scratch/output" 2>&1 ||
   fail "units: $(cat "$scratch/output")"
 empty "$scratch/output" "what systemd says of the units"
+present '^Before=.*systemd-user-sessions\.service' "$source/packaging/moxel-loglock.service" "before whom the unit runs"
+present '^RandomizedDelaySec=[1-9]' "$source/examples/moxel-scsend.timer" "the delay of the timer"
+present '^ExecStart=.*timeout 600 ' "$source/examples/moxel-scsend.service" "the limit of the service"
 log=$scratch/server/var/log/kardo/moxel/log
 sed "s,/var/log/kardo/moxel/log,$log," "$source/examples/moxel.logrotate" >"$scratch/logrotate"
 chmod 644 "$scratch/logrotate"

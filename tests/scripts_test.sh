@@ -43,6 +43,13 @@ done
 gives 2 bench/bench.sh 1
 equal "bench.sh: a median is of more than one" "$(head -n 1 "$scratch/errors")" "the message of bench.sh 1"
 
+# Temporary files are gone after signals, too, at which the shell runs no trap of its end.
+grep -rlE '\$\(mktemp|=\$\(mktemp' --include='*.sh' run.sh test.sh scripts tests bench fuzz docs examples >"$scratch/makers"
+while read -r script; do
+  present "^ *trap .*HUP INT TERM" "$script" "what $script does after signals"
+done <"$scratch/makers"
+[ "$(wc -l <"$scratch/makers")" -gt 10 ] || fail "few scripts make temporary files: $(cat "$scratch/makers")"
+
 for script in run.sh bench/bench.sh tests/mutation/mutate.sh scripts/fresh-root.sh tests/packages_test.sh \
   tests/sample_script_test.sh; do
   for argument in "" none "$(readlink /proc/self/ns/mnt)"; do
