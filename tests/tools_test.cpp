@@ -133,6 +133,7 @@ TEST_F(Tools, ConfcheckMarksWhatIsReplacedOrCut) {
       {"AutoCleaning", "off", "no"},
       {"SysLogFacility", "24", "LOG_DAEMON"},
       {"SysLogFacility", "5", "5"},
+      {"SysLogFacility", "4294967299", "3  (the file says \"4294967299\")"},
       {"SysLogFacility", "log_daemon", "LOG_USER  (the file says \"log_daemon\")"},
       {"SysLogPriority", "LOG_ERR", "LOG_ERR"},
       {"SysLogPriority", "error", "LOG_INFO  (the file says \"error\")"},
@@ -177,6 +178,10 @@ TEST_F(Tools, ConfcheckTellsWhyAFileCannotBeRead) {
   EXPECT_EQ(run("confcheck", {scratch.path()}), 1);
   EXPECT_EQ(errors, "confcheck: " + scratch.path() + ": Is a directory\n");
   EXPECT_EQ(output, "");
+
+  ASSERT_EQ(mkfifo(scratch.file("pipe").c_str(), 0600), 0);
+  EXPECT_EQ(run("confcheck", {scratch.file("pipe")}), 1);
+  EXPECT_EQ(errors, "confcheck: " + scratch.file("pipe") + ": a pipe can be read only once\n");
 
   const std::string file = conf("");
   chmod(file.c_str(), 0);
@@ -271,7 +276,13 @@ TEST_F(Tools, ExplainReadsRecords) {
   EXPECT_EQ(output + errors, "");
   EXPECT_EQ(read("-19\n1\n-5\nx\n1\n2\n"), 1);
   EXPECT_EQ(output, std::string(kNoAddress) + "x\"\n");
-  EXPECT_EQ(errors, "explain: standard input: record 2 is cut off or too long\n");
+  EXPECT_EQ(errors, "explain: standard input: record 2 is cut off\n");
+  EXPECT_EQ(read("-19\n1\n-5\n\x1b[2J\tx\n"), 0);
+  EXPECT_EQ(output, std::string(kNoAddress) + "?[2J?x\"\n") << "nothing for the terminal to obey";
+  for (const std::string code : {"", "x", "1x", "2147483648", "-99999999999999"}) {
+    EXPECT_EQ(read("1\n" + code + "\n1\nmessage\n"), 1);
+    EXPECT_EQ(errors, "explain: standard input: record 1: no number of 32 bits: " + code + "\n");
+  }
   EXPECT_EQ(run("explain", {"-"}, scratch.file("output"), scratch.path()), 1);
   EXPECT_EQ(errors, "explain: standard input: Is a directory\n");
 }
@@ -297,10 +308,10 @@ TEST_F(ToolsLoglock, TellsThatThereIsNone) {
   EXPECT_EQ(run("loglock", {}), 0);
   EXPECT_EQ(output, format("log file    %s\ndirectory   %s\nkey         0x%08x\n", C(logPath()),
                            C(scratch.path()), static_cast<unsigned>(key())) +
-                        "There is no semaphore yet; it will belong to whoever logs first.\n");
+                        "There is no semaphore; it will belong to whoever logs first.\n");
   EXPECT_EQ(set(), -1) << "looking makes none";
   EXPECT_EQ(run("loglock", {"--free"}), 0);
-  EXPECT_EQ(output, "There is no semaphore.\n");
+  EXPECT_EQ(lastLine(), "There is no semaphore; it will belong to whoever logs first.\n");
 }
 
 TEST_F(ToolsLoglock, MakesAFreeOne) {
@@ -339,14 +350,13 @@ TEST_F(ToolsLoglock, ShowsWhoHoldsIt) {
                            static_cast<int>(getpid())));
   EXPECT_NE(set(), -1);
   EXPECT_EQ(run("loglock", {"--free", "--force"}), 0);
-  EXPECT_EQ(output, "It is removed.\n");
+  EXPECT_EQ(lastLine(), "There is no semaphore; it will belong to whoever logs first.\n");
   EXPECT_EQ(set(), -1);
   EXPECT_EQ(exitCode(waitFor(waiter)), 1) << "its wait ended";
 }
 
 TEST_F(ToolsLoglock, TellsThatNobodyHoldsIt) {
-  const std::string wrong =
-      "It is taken, and nobody holds it: loglock --free, then loglock --make.\n";
+  const std::string wrong = "It is taken, and nobody holds it: loglock --free --make.\n";
   makeTaken();
   EXPECT_EQ(run("loglock", {}), 1);
   EXPECT_EQ(lastLine(), wrong);
@@ -364,6 +374,18 @@ TEST_F(ToolsLoglock, TellsThatNobodyHoldsIt) {
 
   EXPECT_EQ(run("loglock", {"--free"}), 0);
   EXPECT_EQ(set(), -1);
+
+  makeTaken();
+  EXPECT_EQ(run("loglock", {"--free", "--make"}), 0);
+  EXPECT_EQ(lastLine(), "It is free.\n");
+}
+
+TEST_F(ToolsLoglock, TellsThatItLetsTwoWriteAtOnce) {
+  ASSERT_EQ(run("loglock", {"--make"}), 0);
+  ASSERT_EQ(semctl(set(), 0, SETVAL, 2), 0);
+  EXPECT_EQ(run("loglock", {}), 1);
+  EXPECT_EQ(lastLine(),
+            "It lets 2 tools write at once, which mixes lines: loglock --free --make.\n");
 }
 
 // Whoever made it keeps an owner's rights when it is given away.
@@ -376,7 +398,7 @@ TEST_F(ToolsLoglock, TellsThatItBelongsToAStranger) {
   ASSERT_EQ(semctl(set(), 0, IPC_SET, &status), 0);
   EXPECT_EQ(run("loglock", {}), 1);
   EXPECT_NE(output.find("owner       (12345)\n"), std::string::npos);
-  EXPECT_EQ(lastLine(), "It belongs to (12345): loglock --free --force, then loglock --make.\n");
+  EXPECT_EQ(lastLine(), "It belongs to (12345): loglock --free --force --make.\n");
   EXPECT_EQ(run("loglock", {"--free"}), 0) << "nobody holds it";
   if (geteuid() != 0) return;
 
@@ -399,6 +421,7 @@ TEST_F(ToolsLoglock, TellsWhatCannotBeSeen) {
       dropPrivileges();
       EXPECT_EQ(run("loglock", {}), 1);
       EXPECT_EQ(errors, "loglock: semaphore: Permission denied\n");
+      EXPECT_EQ(lastLine().substr(0, 14), "key         0x");
     });
   }
   const std::string none = "/var/log/kardo/moxel/log";
@@ -477,7 +500,7 @@ TEST_F(Tools, WrongUseIsToldOnStandardError) {
       {"explain", {"--list", "HTTP", "1"}, "explain: too many arguments: 1\n"},
       {"explain", {"-", "1"}, "explain: too many arguments: 1\n"},
       {"loglock", {"x"}, "loglock: unknown argument: x\n"},
-      {"loglock", {"--make", "--free"}, "loglock: not with --free: --make\n"},
+      {"loglock", {"--make", "--force"}, "loglock: only with --free: --force\n"},
       {"loglock", {"--force"}, "loglock: only with --free: --force\n"},
   };
   for (const auto& row : rows) {

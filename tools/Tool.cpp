@@ -26,7 +26,7 @@ int Tool::misused(const char* problem, const char* argument) const {
 
 int Tool::failed(const char* what, int error) const {
   std::fprintf(stderr, "%s: %s: %s\n", name, what, std::strerror(error));
-  return kExitFailure;
+  return EXIT_FAILURE;
 }
 
 int Tool::finish(int status) const {

@@ -2,7 +2,6 @@
 
 /// Common code of the set's small commands.
 
-constexpr int kExitFailure = 1;
 constexpr int kExitUsage = 2;
 
 /// What `getopt_long` returns for the options that all have: -h and --help, --version.

@@ -2,6 +2,7 @@
 // errors.
 
 #include <getopt.h>
+#include <sys/stat.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -76,9 +77,14 @@ using Texts = std::map<std::string, std::string>;
 
 // Reads the file like the library, but to its end, and shows every wrong line.
 int check(const std::string& path, Texts& texts) {
+  struct stat status = {};
+  if (stat(path.c_str(), &status) == 0 && S_ISFIFO(status.st_mode)) {
+    std::fprintf(stderr, "%s: %s: a pipe can be read only once\n", kTool.name, path.c_str());
+    return EXIT_FAILURE;
+  }
   FILE* file = std::fopen(path.c_str(), "r");
   if (file == nullptr) return kTool.failed(path.c_str(), errno);
-  int status = EXIT_SUCCESS;
+  int result = EXIT_SUCCESS;
   char line[CEnvConf::kLineBytes];
   for (int number = 1; std::fgets(line, sizeof line, file) != nullptr; ++number) {
     std::string text = line;
@@ -89,16 +95,16 @@ int check(const std::string& path, Texts& texts) {
       trim(text);
       std::fprintf(stderr, "%s: %s:%d: %s\n  %s\n", kTool.name, path.c_str(), number, error,
                    text.c_str());
-      status = kExitFailure;
+      result = EXIT_FAILURE;
     } else if (!keyword.empty()) {
       text.resize(std::min(text.find('#'), text.size()));
       trim(text);
       texts[keyword] = text.substr(keyword.size() + 1);
     }
   }
-  if (std::ferror(file) != 0) status = kTool.failed(path.c_str(), errno);
+  if (std::ferror(file) != 0) result = kTool.failed(path.c_str(), errno);
   std::fclose(file);
-  return status;
+  return result;
 }
 
 // Whether the text is a number, followed by one of the units, that means `value`.
@@ -123,13 +129,13 @@ std::string effective(const Setting& setting, const std::string& text, bool& exa
     return format("%d %s", number, unit);
   };
   const auto name = [&](const auto& names, auto numberOf) {
-    const int meant = numberOf(value);
+    const std::string meant = std::to_string(numberOf(value));
+    std::string shown = meant;
     for (const char* candidate : names) {
-      if (numberOf(candidate) != meant) continue;
-      exact = text == candidate || text == std::to_string(meant);
-      return std::string(candidate);
+      if (std::to_string(numberOf(candidate)) == meant) shown = candidate;
     }
-    return std::to_string(meant);
+    exact = text == shown || text == meant;
+    return shown;
   };
 
   switch (setting.kind) {
@@ -197,7 +203,7 @@ int main(int argc, char** argv) {
   if (status != EXIT_SUCCESS || quiet) return status;
 
   setenv("MOXEL_CONF", path.c_str(), 1);
-  if (!gEnv.init()) return kExitFailure;
+  if (!gEnv.init()) return EXIT_FAILURE;
   show(path, texts);
   return kTool.finish(EXIT_SUCCESS);
 }

@@ -4,6 +4,7 @@
 #include <iconv.h>
 #include <langinfo.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <climits>
 #include <clocale>
@@ -14,6 +15,7 @@
 #include <cstring>
 #include <iostream>
 #include <string>
+#include <vector>
 
 #include "ExtErrCatalogue.h"
 #include "IExtVekError.h"
@@ -35,6 +37,7 @@ constexpr Tool kTool = {
     "Exit status: 0; 1 when something cannot be read or written; 2 for wrong use.\n"};
 
 constexpr char kTextCodeSet[] = "EUC-JP";
+constexpr size_t kRecordLines = 4;
 
 // Converts texts to another code set; a character without a counterpart becomes "?". If a code set
 // or the conversion is missing, texts stay unchanged.
@@ -50,6 +53,10 @@ class Converter {
 
   std::string operator()(std::string text) const {
     if (!m_named || !isOpen()) return text;
+    // A mail server's message is not for the terminal to obey.
+    std::replace_if(
+        text.begin(), text.end(),
+        [](char c) { return c != '\n' && static_cast<unsigned char>(c) < ' '; }, '?');
     std::string result;
     char* in = text.data();
     size_t inLeft = text.size();
@@ -100,7 +107,7 @@ void print(const std::string& text, const Converter& toLocale) {
 }
 
 void explain(Record& record, const Converter& toLocale) {
-  if (record.getLastSSErrType() == 0) {
+  if (*record.getLastSSErrTypeStr() == '\0') {
     std::printf("RL:%d, no error of a transport\n", record.getLastRMErrCode());
     return;
   }
@@ -117,17 +124,30 @@ void list(const char* type, const Converter& toLocale) {
   }
 }
 
-// Ignores empty lines between records.
+// Reads the lines of a record, over empty ones before it. Returns how many there are.
+size_t readRecord(std::istream& in, std::vector<std::string>& lines) {
+  lines.clear();
+  for (std::string line; lines.size() < kRecordLines && std::getline(in, line);) {
+    if (!lines.empty() || !line.empty()) lines.push_back(line);
+  }
+  return lines.size();
+}
+
+int complain(int record, const std::string& problem) {
+  std::fprintf(stderr, "%s: standard input: record %d%s\n", kTool.name, record, problem.c_str());
+  return kTool.finish(EXIT_FAILURE);
+}
+
 int explainRecords(const Converter& toLocale) {
-  for (int number = 1;; ++number) {
-    while (std::cin.peek() == '\n') std::cin.get();
-    if (std::cin.peek() == std::istream::traits_type::eof()) break;
-    Record record;
-    if (!(std::cin >> record)) {
-      std::fprintf(stderr, "%s: standard input: record %d is cut off or too long\n", kTool.name,
-                   number);
-      return kTool.finish(kExitFailure);
+  std::vector<std::string> lines;
+  for (int number = 1; readRecord(std::cin, lines) > 0 && std::ferror(stdout) == 0; ++number) {
+    if (lines.size() < kRecordLines) return complain(number, " is cut off");
+    for (const size_t code : {0, 1, 2}) {
+      if (!isCode(lines[code].c_str()))
+        return complain(number, ": no number of 32 bits: " + lines[code]);
     }
+    Record record;
+    record.setData({lines.begin(), lines.end()});
     if (number > 1) std::printf("\n");
     explain(record, toLocale);
   }

@@ -21,7 +21,7 @@ namespace {
 
 constexpr Tool kTool = {
     "loglock",
-    "usage: loglock [--make | --free [--force]]\n"
+    "usage: loglock [--free [--force]] [--make]\n"
     "Shows the semaphore by which the tools take turns in the log (that of MOXEL_LOG, if set), "
     "and\n"
     "says in its last line what is wrong with it.\n"
@@ -31,12 +31,6 @@ constexpr Tool kTool = {
     "  -h, --help, --version\n"
     "Exit status: 0: there is none, or it is free or held by a living process; 1: nobody holds it\n"
     "and it is taken, or it belongs to a stranger, or something failed; 2: wrong use.\n"};
-
-union SemaphoreArgument {
-  int value;
-  semid_ds* status;
-  unsigned short* values;
-};
 
 struct State {
   int id = -1;  // -1: there is no set
@@ -51,9 +45,7 @@ bool read(key_t key, State& state) {
   state.id = semget(key, 1, 0);
   if (state.id == -1) return errno == ENOENT;
   semid_ds status = {};
-  SemaphoreArgument argument = {};
-  argument.status = &status;
-  if (semctl(state.id, 0, IPC_STAT, argument) == -1) return false;
+  if (semctl(state.id, 0, IPC_STAT, &status) == -1) return false;
   state.owner = status.sem_perm;
   state.value = semctl(state.id, 0, GETVAL);
   state.lastUser = semctl(state.id, 0, GETPID);
@@ -75,55 +67,49 @@ std::string nameOf(uid_t user) {
          ")";
 }
 
-// Shows the state. Returns the exit status.
-int show(const std::string& directory, key_t key, const State& state) {
-  std::printf("log file    %s\n", gLog.path().c_str());
-  std::printf("directory   %s\n", directory.c_str());
-  std::printf("key         0x%08x\n", static_cast<unsigned>(key));
-  if (state.id == -1) {
-    std::printf("There is no semaphore yet; it will belong to whoever logs first.\n");
-    return EXIT_SUCCESS;
-  }
-  const std::string process = std::to_string(state.lastUser);
+std::string nameOfLastUser(const State& state) {
+  if (state.lastUser == 0) return "by no process that is known";
+  return "by process " + std::to_string(state.lastUser) +
+         (isLiving(state.lastUser) ? "" : ", which is gone");
+}
+
+// Shows the state of a semaphore that exists. Returns the exit status.
+int show(const State& state) {
   std::printf("owner       %s\n", nameOf(state.owner.uid).c_str());
   std::printf("value       %d\n", state.value);
-  std::printf("last used   %s\n",
-              state.lastUser == 0
-                  ? "by no process that is known"
-                  : ("by process " + process + (isLiving(state.lastUser) ? "" : ", which is gone"))
-                        .c_str());
+  std::printf("last used   %s\n", nameOfLastUser(state).c_str());
   std::printf("waiting     %d\n", state.waiting);
 
   // Its creator keeps an owner's rights even after giving it away.
   for (const uid_t user : {state.owner.uid, state.owner.cuid}) {
     if (!isStranger(user)) continue;
-    std::printf("It belongs to %s: loglock --free --force, then loglock --make.\n",
-                nameOf(user).c_str());
-    return kExitFailure;
+    std::printf("It belongs to %s: loglock --free --force --make.\n", nameOf(user).c_str());
+    return EXIT_FAILURE;
   }
-  if (state.value > 0) {
+  if (state.value > 1) {
+    std::printf("It lets %d tools write at once, which mixes lines: loglock --free --make.\n",
+                state.value);
+    return EXIT_FAILURE;
+  }
+  if (state.value == 1) {
     std::printf("It is free.\n");
   } else if (isHeld(state)) {
-    std::printf("It is held by process %s.\n", process.c_str());
+    std::printf("It is held by process %d.\n", static_cast<int>(state.lastUser));
   } else {
-    std::printf("It is taken, and nobody holds it: loglock --free, then loglock --make.\n");
-    return kExitFailure;
+    std::printf("It is taken, and nobody holds it: loglock --free --make.\n");
+    return EXIT_FAILURE;
   }
   return EXIT_SUCCESS;
 }
 
 int remove(const State& state, bool force) {
-  if (state.id == -1) {
-    std::printf("There is no semaphore.\n");
-    return EXIT_SUCCESS;
-  }
+  if (state.id == -1) return EXIT_SUCCESS;
   if (isHeld(state) && !force) {
     std::fprintf(stderr, "%s: process %d holds it; --force removes it all the same\n", kTool.name,
                  static_cast<int>(state.lastUser));
-    return kExitFailure;
+    return EXIT_FAILURE;
   }
   if (semctl(state.id, 0, IPC_RMID) == -1) return kTool.failed("semaphore", errno);
-  std::printf("It is removed.\n");
   return EXIT_SUCCESS;
 }
 
@@ -154,16 +140,26 @@ int main(int argc, char** argv) {
     }
   }
   if (optind < argc) return kTool.misused("unknown argument", argv[optind]);
-  if (making && freeing) return kTool.misused("not with --free", "--make");
   if (force && !freeing) return kTool.misused("only with --free", "--force");
 
   const std::string directory = gLog.getLockResource();
   const key_t key = ftok(directory.c_str(), CMutex::kProject);
   if (key == -1) return kTool.failed(directory.c_str(), errno);
+  std::printf("log file    %s\n", gLog.path().c_str());
+  std::printf("directory   %s\n", directory.c_str());
+  std::printf("key         0x%08x\n", static_cast<unsigned>(key));
+  if (std::fflush(stdout) != 0) return kTool.failed("standard output", errno);
+
+  State state;
+  if (!read(key, state)) return kTool.failed("semaphore", errno);
+  if (freeing && remove(state, force) != EXIT_SUCCESS) return EXIT_FAILURE;
   if (making && !CMutex(directory.c_str(), 1, false).init(0)) {
     return kTool.failed("semaphore", errno);
   }
-  State state;
   if (!read(key, state)) return kTool.failed("semaphore", errno);
-  return kTool.finish(freeing ? remove(state, force) : show(directory, key, state));
+  if (state.id == -1) {
+    std::printf("There is no semaphore; it will belong to whoever logs first.\n");
+    return kTool.finish(EXIT_SUCCESS);
+  }
+  return kTool.finish(show(state));
 }
