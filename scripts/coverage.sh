@@ -29,18 +29,18 @@ GCOV_PREFIX=$figures
 export GCOV_PREFIX
 (
   umask 0
-  ctest --preset coverage >"$build/tests" || {
-    cat "$build/tests"
+  ctest --preset coverage >"$build/tests.log" || {
+    cat "$build/tests.log"
     exit 1
   }
 )
 # The sweep reaches code that only a failing call runs. In an instrumented program some of its faults hit the
 # measurement instead, so its findings do not count here.
-"$build/fault_sweep" "CLog, a line" "CLog, a line on a full disk" "CLog, rotation" slog CMutex \
-  "error record" ResourceBridgeImpFile ResourceBridgeImpGettext "CDspMsg, display" getTotalFileSize \
-  getHostname >"$build/sweep" 2>&1 || true
-tail -n 1 "$build/sweep" | grep -q '^11 scenarios' || {
-  cat "$build/sweep"
+"$build/fault_sweep" logsALine logsALineOnAFullDisk rotatesTheLog sendsALineToTheSystemLogger takesTheLock \
+  passesARecordOn readsAMessageFile readsTheCompiledInTexts showsMessages measuresATree \
+  tellsTheHostName >"$build/sweep.log" 2>&1 || true
+tail -n 1 "$build/sweep.log" | grep -q '^11 scenarios' || {
+  cat "$build/sweep.log"
   exit 1
 }
 cp -r "$figures$top/$build/." "$build"
