@@ -7,6 +7,7 @@
 #include "CEnvConf.h"
 #include "CTemp.h"
 #include "Results.h"
+#include "Scratch.h"
 #include "Sweep.h"
 #include "common.h"
 

@@ -5,7 +5,6 @@
 #include <sys/resource.h>
 #include <sys/sem.h>
 #include <sys/syscall.h>
-#include <sys/types.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -22,6 +21,7 @@
 #include "Results.h"
 #include "Scratch.h"
 #include "Sweep.h"
+#include "common.h"
 
 namespace {
 
@@ -119,15 +119,16 @@ SCENARIO(takesTheLock, {"none", "ilr-", "i-rd", "i---", "il--"}) {
 SCENARIO(removesTheLockUnderAWaiter, {"none", "left, woken"}) {
   CMutex mutex("/tmp/sweep", 0, false);
   if (!mutex.init(0)) return mutex.remove(true, 0) ? "failed" : "none";
-  pid_t waiter = -1;
-  {
+  const auto startWaiter = [] {
     const faults::Pause pause;
-    waiter = startChild([] {
+    const auto child = startChild([] {
       CMutex other("/tmp/sweep", 0, false);
       return other.init(0) && !other.lock(true) ? errno : 0;
     });
-    if (!eventually([] { return waitersFor("/tmp/sweep") == 1; })) return "nobody waits";
-  }
+    return eventually([] { return waitersFor("/tmp/sweep") == 1; }) ? child : -1;
+  };
+  const auto waiter = startWaiter();
+  if (waiter == -1) return "nobody waits";
   const std::string result = mutex.remove(true, 0) ? "removed" : "left";
   const faults::Pause pause;
   return result + (exitCode(waitFor(waiter)) == EIDRM ? ", woken" : ", not woken");
