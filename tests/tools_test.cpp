@@ -109,11 +109,14 @@ TEST_F(Tools, ConfcheckShowsEverySettingWithUnitAndSource) {
 
 // What the tools get, and beside it what the file says where that is something else.
 TEST_F(Tools, ConfcheckMarksWhatIsReplacedOrCut) {
+  const std::string hosts = "/x/" + getHostname() + "  (the file says \"/x/$HOSTNAME$\")";
   struct {
     const char* keyword;
     const char* text;
-    const char* shown;
+    std::string shown;
   } const rows[] = {
+      {"SaveArea", "/x/$HOSTNAME$", hosts},
+      {"SaveCore", "/x/$HOSTNAME$", hosts},
       {"BigLimit", "007kb", "7 KB"},
       {"BigLimit", "2Mb", "2048 KB"},
       {"BigLimit", "99999999999kb", "2147483647 KB  (the file says \"99999999999kb\")"},

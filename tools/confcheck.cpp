@@ -155,6 +155,8 @@ std::string effective(const Setting& setting, const std::string& text, bool& exa
     case Kind::kPriority:
       return name(kPriorities, [](const std::string& text) { return gLog.getPriority(text); });
     case Kind::kDirectory:
+      exact = text == value;
+      break;
     case Kind::kText:
       break;
   }
