@@ -2,7 +2,7 @@
 # Runs everything that must pass: set-up, both compilers without warnings, all tests, again under the
 # sanitizers, faults, load, fuzzing, coverage, run.sh, and the checks of form.
 #
-# usage: test.sh [quick]     quick: one compiler, the tests but that of the packages, the checks of form
+# usage: test.sh [quick]     quick: one compiler, the checks of form, the tests but of packages or run.sh
 set -eu
 # shellcheck source=scripts/usage.sh
 . "$(dirname "$0")/scripts/usage.sh"
@@ -28,7 +28,7 @@ if [ "$mode" = quick ]; then
   step "build and test: debug"
   cmake --preset debug >/dev/null
   cmake --build --preset debug
-  ctest --preset debug -E Product.packages
+  ctest --preset debug -E 'Product.(packages|run)'
   step "form"
   sh scripts/check-form.sh
   step "all of quick passed"
