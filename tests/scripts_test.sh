@@ -57,4 +57,17 @@ for script in run.sh bench/bench.sh tests/mutation/mutate.sh scripts/fresh-root.
     present "^${script##*/}: --inside is for the script itself\$" "$scratch/errors" "$script --inside"
   done
 done
+# Nor one whose parent is out of sight, as the first of a namespace of processes; in private mounts it goes on.
+# Root only: a user could not mount there anyway.
+if [ "$(id -u)" = 0 ]; then
+  for mounts in "" --mount; do
+    status=0
+    # shellcheck disable=SC2086 # none or one option
+    unshare --pid --fork $mounts sh -c '. scripts/inside.sh; echo "goes on"' >"$scratch/output" \
+      2>"$scratch/errors" || status=$?
+    expected="2 "
+    [ -z "$mounts" ] || expected="0 goes on"
+    equal "$expected" "$status $(cat "$scratch/output")" "--inside without a visible parent, with '$mounts'"
+  done
+fi
 echo "the scripts behave alike"
