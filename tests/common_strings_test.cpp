@@ -159,7 +159,7 @@ TEST_F(CommonStrings, QuotesAreDoubled) {
   EXPECT_EQ(quoteEsc("\xa4\xa2", '\xa4'), "\xa4\xa4\xa2");
 }
 
-TEST_F(CommonStrings, PatternsMatchAsInTheShellButHiddenNames) {
+TEST_F(CommonStrings, PatternsMatchAsInTheShellAndHiddenNamesToo) {
   struct {
     const char* pattern;
     const char* name;
@@ -400,7 +400,7 @@ TEST_F(CommonStrings, FormattedTextsHaveAnyLength) {
   }
 }
 
-TEST_F(CommonStrings, OfALongFormatThatIsRejected1023BytesAreKept) {
+TEST_F(CommonStrings, ARejectedFormatKeepsItsFirst1023Bytes) {
   setlocale(LC_ALL, "C");
   const std::string text(3000, 'x');
   EXPECT_EQ(format("%s%lc", text.c_str(), static_cast<wint_t>(0x3042)), text.substr(0, 1023));

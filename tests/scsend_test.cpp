@@ -7,6 +7,7 @@
 #include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/types.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -332,7 +333,7 @@ TEST_F(Scsend, AFullOutputDoesNotChangeTheStatus) {
 
 class ScsendSurroundings : public Scsend {};
 
-TEST_F(ScsendSurroundings, EachStandardDescriptorClosed) {
+TEST_F(ScsendSurroundings, AClosedStandardDescriptorDoesNotChangeTheStatus) {
   script = "#!/bin/sh\necho a\nexit 4\n";
   for (int closed = 1; closed < 8; ++closed) {
     beforeStart = [closed] {
@@ -346,7 +347,7 @@ TEST_F(ScsendSurroundings, EachStandardDescriptorClosed) {
   }
 }
 
-TEST_F(ScsendSurroundings, ALimitOfFourDescriptors) {
+TEST_F(ScsendSurroundings, ALimitOfFourDescriptorsIsNotCompleted) {
   if (kMeasured) GTEST_SKIP() << "what watches it needs files itself";
   beforeStart = [] {
     close_range(3, ~0U, 0);
@@ -357,7 +358,7 @@ TEST_F(ScsendSurroundings, ALimitOfFourDescriptors) {
   EXPECT_EQ(log, Lines{"MXL90003L:failed to pipe():Too many open files"});
 }
 
-TEST_F(ScsendSurroundings, ALimitOfFileSizes) {
+TEST_F(ScsendSurroundings, ALimitOfFileSizesDoesNotChangeTheStatus) {
   if (kMeasured) GTEST_SKIP() << "what watches it needs files itself";
   // The substitute's own log would end the command.
   environment["VEKCOM_LOG"] = "";
@@ -420,7 +421,7 @@ TEST_F(ScsendSurroundings, TheScriptDiesOfABrokenPipeAsEverywhere) {
   EXPECT_EQ(output, kCompleted + "\nSigIgn:\t0000000000000000");
 }
 
-TEST_F(ScsendSurroundings, ACallerThatIgnoresTheEndOfChildren) {
+TEST_F(ScsendSurroundings, ACallerThatIgnoresTheEndOfChildrenIsNotCompleted) {
   // The child's status is lost; its output is not.
   beforeStart = [] { ::signal(SIGCHLD, SIG_IGN); };
   script = "#!/bin/sh\necho a\n";
@@ -429,7 +430,7 @@ TEST_F(ScsendSurroundings, ACallerThatIgnoresTheEndOfChildren) {
   EXPECT_NE(log[0].find("wstat=ffffffff"), std::string::npos) << log[0];
 }
 
-TEST_F(ScsendSurroundings, AnUnusualMask) {
+TEST_F(ScsendSurroundings, AnUmaskOfEverythingClosesTheLogOnly) {
   // The substitute's file is there before: what the mask leaves of it a user could not read.
   writeFile(scratch.file("calls"), "");
   beforeStart = [] { umask(0777); };
@@ -439,7 +440,7 @@ TEST_F(ScsendSurroundings, AnUnusualMask) {
   EXPECT_EQ(readFile(scratch.file("mode")), "0") << "the log has what the mask leaves of it";
 }
 
-TEST_F(ScsendSurroundings, AWorkingDirectoryThatIsGoneOrClosed) {
+TEST_F(ScsendSurroundings, AWorkingDirectoryThatIsGoneOrClosedChangesNothing) {
   script = "#!/bin/sh\necho a\n";
   for (const bool gone : {true, false}) {
     beforeStart = [&] {
@@ -455,7 +456,7 @@ TEST_F(ScsendSurroundings, AWorkingDirectoryThatIsGoneOrClosed) {
   }
 }
 
-TEST_F(ScsendSurroundings, AWorkingDirectoryThatCannotBeRead) {
+TEST_F(ScsendSurroundings, AWorkingDirectoryThatCannotBeReadIsTheScriptsToo) {
   script = "#!/bin/sh\nls . >/dev/null 2>&1 || echo unreadable\n";
   beforeStart = [&] {
     const std::string directory = scratch.file("cwd");
@@ -469,7 +470,7 @@ TEST_F(ScsendSurroundings, AWorkingDirectoryThatCannotBeRead) {
   EXPECT_EQ(log.size(), 2u);
 }
 
-TEST_F(ScsendSurroundings, EnvironmentVariablesOf100Kilobytes) {
+TEST_F(ScsendSurroundings, VariablesOf100KilobytesChangeNothing) {
   const std::string big(100 << 10, 'x');
   script = "#!/bin/sh\necho a\n";
   for (const char* name : {"LANG", "LC_ALL", "MOXEL_CONF", "MOXEL_LOG_LEVEL", "MOXEL_NOT_DEL_TEMP",
@@ -486,7 +487,7 @@ TEST_F(ScsendSurroundings, EnvironmentVariablesOf100Kilobytes) {
   EXPECT_EQ(log, Lines{});
 }
 
-TEST_F(ScsendSurroundings, ATimeZoneThatIsMissing) {
+TEST_F(ScsendSurroundings, WithoutItsTimeZoneTheLogIsInUniversalTime) {
   environment["TZ"] = ":/nonexistent/zone";
   script = "#!/bin/sh\necho a\n";
   const time_t before = time(nullptr);
@@ -499,7 +500,7 @@ TEST_F(ScsendSurroundings, ATimeZoneThatIsMissing) {
   }
 }
 
-TEST_F(ScsendSurroundings, AnEmptyPath) {
+TEST_F(ScsendSurroundings, AnEmptyPathIsTheScriptsToo) {
   beforeStart = [] { setenv("PATH", "", 1); };
   script = "#!/bin/sh\necho \"[$PATH]\"\n";
   expectRun(0, kCompleted + "\n[]");

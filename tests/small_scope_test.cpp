@@ -122,18 +122,18 @@ class SmallScope : public LogTest {
 
 class SmallScopePaths : public SmallScope {};
 
-TEST_F(SmallScopePaths, Alone) { checkEach(charactersOf("/.a"), 10, model::checkPath); }
+TEST_F(SmallScopePaths, AgreeWithTheModel) { checkEach(charactersOf("/.a"), 10, model::checkPath); }
 
-TEST_F(SmallScopePaths, OfComponents) {
+TEST_F(SmallScopePaths, OfComponentsAgreeWithTheModel) {
   checkEach({"/", ".", "..", "a", "tmp"}, 6, model::checkPath);
 }
 
-TEST_F(SmallScopePaths, SharedByTwo) {
+TEST_F(SmallScopePaths, ShareWhatTheModelSays) {
   std::filesystem::create_directories(scratch.file("a/a"));
   checkEachTwo(charactersOf("/.a"), 4, charactersOf("/.a"), 4, model::checkTwoPaths);
 }
 
-TEST_F(SmallScopePaths, MatchedByPatterns) {
+TEST_F(SmallScopePaths, MatchPatternsAsTheModelSays) {
   checkEachTwo(charactersOf("*?/.a"), 4, charactersOf("/.a"), 4, model::checkPattern);
 }
 
@@ -149,41 +149,45 @@ class SmallScopeStrings : public SmallScope {
   Environment m_blank;
 };
 
-TEST_F(SmallScopeStrings, Alone) { checkEach(charactersOf(" \"=$%a"), 6, model::checkString); }
+TEST_F(SmallScopeStrings, AgreeWithTheModel) {
+  checkEach(charactersOf(" \"=$%a"), 6, model::checkString);
+}
 
-TEST_F(SmallScopeStrings, OfLineEnds) { checkEach(charactersOf("\r\n a"), 6, model::checkString); }
+TEST_F(SmallScopeStrings, OfLineEndsAgreeWithTheModel) {
+  checkEach(charactersOf("\r\n a"), 6, model::checkString);
+}
 
-TEST_F(SmallScopeStrings, OfTwoBytes) {
+TEST_F(SmallScopeStrings, OfTwoBytesAgreeWithTheModel) {
   Alphabet bytes;
   for (int byte = 1; byte < 256; ++byte) bytes.emplace_back(1, static_cast<char>(byte));
   checkEach(bytes, 2, model::checkString);
 }
 
-TEST_F(SmallScopeStrings, TruthValues) {
+TEST_F(SmallScopeStrings, AreTruthValuesAsTheModelSays) {
   checkEach(charactersOf("eEnNOorstuy1"), 4, model::checkString);
 }
 
-TEST_F(SmallScopeStrings, Fields) {
+TEST_F(SmallScopeStrings, AreSplitAsTheModelSays) {
   checkEach(charactersOf(" \"=$%a"), 6, [](const std::string& text) {
     for (const int count : {0, 3}) model::checkStrings(text, "=", count);
   });
 }
 
-TEST_F(SmallScopeStrings, BesideOthers) {
+TEST_F(SmallScopeStrings, BesideOthersAgreeWithTheModel) {
   checkEachTwo(charactersOf(" \"=aA"), 4, charactersOf(" \"=aA"), 2,
                [](const std::string& text, const std::string& other) {
                  for (const int count : {-1, 0, 1, 2, 3}) model::checkStrings(text, other, count);
                });
 }
 
-TEST_F(SmallScopeStrings, Numbers) {
+TEST_F(SmallScopeStrings, OfNumbersAgreeWithTheModel) {
   checkEach(charactersOf("019"), 9, [](const std::string& digits) {
     model::checkNumber(strtoll(digits.c_str(), nullptr, 10));
     model::checkNumber(-strtoll(digits.c_str(), nullptr, 10));
   });
 }
 
-TEST_F(SmallScopeStrings, ThroughTheShell) {
+TEST_F(SmallScopeStrings, PassThroughTheShellAsTheModelSays) {
   constexpr size_t kTogether = 1000;
   for (const int wild : {0, 1}) {
     SCOPED_TRACE(wild);
@@ -213,14 +217,16 @@ TEST_F(SmallScopeStrings, ThroughTheShell) {
 
 class SmallScopeRecord : public SmallScope {};
 
-TEST_F(SmallScopeRecord, FromStreams) { checkEach(charactersOf("012-\na"), 7, model::checkStream); }
+TEST_F(SmallScopeRecord, IsReadFromStreamsAsTheModelSays) {
+  checkEach(charactersOf("012-\na"), 7, model::checkStream);
+}
 
-TEST_F(SmallScopeRecord, FromStreamsOfBlanks) {
+TEST_F(SmallScopeRecord, IsReadFromBlanksAsTheModelSays) {
   checkEach(charactersOf(std::string("1 +\n\0", 5)), 7, model::checkStream);
 }
 
 // What the stream does not tell stays.
-TEST_F(SmallScopeRecord, IntoAFullOne) {
+TEST_F(SmallScopeRecord, IsReadIntoAFullOneAsTheModelSays) {
   const std::list<std::string> before = {"7", "1", "-7", "old"};
   model::Fields fields;
   size_t field = 0;
@@ -235,7 +241,7 @@ TEST_F(SmallScopeRecord, IntoAFullOne) {
 }
 
 // Behind what nearly fills the message, or the line.
-TEST_F(SmallScopeRecord, FromLongLines) {
+TEST_F(SmallScopeRecord, IsReadFromLongLinesAsTheModelSays) {
   const size_t bytes = IExtVekError::kMessageBytes;
   constexpr size_t kLineBytes = 4096;
   for (const size_t length : {bytes - 3, kLineBytes - 4}) {
@@ -245,7 +251,7 @@ TEST_F(SmallScopeRecord, FromLongLines) {
   }
 }
 
-TEST_F(SmallScopeRecord, FromLists) {
+TEST_F(SmallScopeRecord, IsReadFromListsAsTheModelSays) {
   checkEach(charactersOf("012- a|"), 6, [](const std::string& text) {
     const std::vector<std::string> items = model::cut(text, "|");
     model::checkItems(std::list<std::string>(items.begin(), items.end()));
@@ -256,10 +262,12 @@ TEST_F(SmallScopeRecord, FromLists) {
 
 class SmallScopeSizes : public SmallScope {};
 
-TEST_F(SmallScopeSizes, Short) { checkEach(charactersOf("09kmb#"), 6, model::checkSize); }
+TEST_F(SmallScopeSizes, AgreeWithTheModel) {
+  checkEach(charactersOf("09kmb#"), 6, model::checkSize);
+}
 
 // Around the ends of an int, and of an int of megabytes.
-TEST_F(SmallScopeSizes, Large) {
+TEST_F(SmallScopeSizes, OfManyDigitsAgreeWithTheModel) {
   for (const std::string head : {"20971", "419430", "214748364", "922337203685477580"}) {
     checkEach(charactersOf("0459kmB"), 5, model::checkSize, head);
   }
@@ -304,7 +312,7 @@ class SmallScopeConfiguration : public SmallScope {
 const Alphabet kKeywords = {"BigLimit",      "MaxSendTotal", "AutoCleaning",
                             "RCExtremeTime", "RCWaitLimit",  "SysLogFacility"};
 
-TEST_F(SmallScopeConfiguration, Lines) {
+TEST_F(SmallScopeConfiguration, LinesAgreeWithTheModel) {
   Alphabet alphabet = {" ", "=", "#", "0", "9", "-", "kb", "mb", "yes", "hour", "min"};
   alphabet.insert(alphabet.end(), kKeywords.begin(), kKeywords.end());
   checkEach(alphabet, 4, [](const std::string& line) {
@@ -313,31 +321,31 @@ TEST_F(SmallScopeConfiguration, Lines) {
   });
 }
 
-TEST_F(SmallScopeConfiguration, Values) {
+TEST_F(SmallScopeConfiguration, ValuesAgreeWithTheModel) {
   for (const std::string& keyword : kKeywords) {
     checkEach({" ", "\t", "=", "#", "0", "9", "-", "k", "M", "b", "hour", "min", "yes"}, 4,
               model::checkLine, keyword + "=");
   }
 }
 
-TEST_F(SmallScopeConfiguration, TruthValues) {
+TEST_F(SmallScopeConfiguration, TruthValuesAgreeWithTheModel) {
   checkEach(charactersOf("aeflNnorstuy"), 5, model::checkLine, "AutoCleaning=");
 }
 
 // Behind what nearly fills the keyword, or the value.
-TEST_F(SmallScopeConfiguration, LongLines) {
+TEST_F(SmallScopeConfiguration, LongLinesAgreeWithTheModel) {
   for (const std::string head : {"", "SysLogFacility="}) {
     checkEach({" ", "=", "#", "a"}, 6, model::checkLine, head + std::string(253, 'a'));
   }
 }
 
-TEST_F(SmallScopeConfiguration, Files) {
+TEST_F(SmallScopeConfiguration, FilesOfOneLineAgreeWithTheModel) {
   Alphabet alphabet = {" ", "=", "#", "\n", "9", "kb", "yes"};
   alphabet.insert(alphabet.end(), kKeywords.begin(), kKeywords.end());
   checkEach(alphabet, 4, checkFile);
 }
 
-TEST_F(SmallScopeConfiguration, FilesOfLines) {
+TEST_F(SmallScopeConfiguration, FilesOfLinesAgreeWithTheModel) {
   checkEach({"BigLimit=9", "0", "MaxSendTotal=10240", "mb", "AutoCleaning=yes", "\n"}, 5,
             checkFile);
 }

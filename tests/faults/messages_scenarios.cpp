@@ -2,7 +2,6 @@
 
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <string>
 
 #include "CDspMsg.h"
@@ -107,7 +106,7 @@ SCENARIO(writesDebugLines, {}) {
   return "written";
 }
 
-SCENARIO(counts, {}) {
+SCENARIO(countsCallsOfAKey, {}) {
   static int runs = 0;
   const std::string key = "key" + number(++runs);
   std::string result;
