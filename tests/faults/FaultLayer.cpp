@@ -2,20 +2,14 @@
 
 #include <dirent.h>
 #include <fcntl.h>
-#include <fnmatch.h>
-#include <libintl.h>
-#include <locale.h>
 #include <signal.h>
 #include <stdio.h>
-#include <stdlib.h>
 #include <sys/ipc.h>
-#include <sys/mman.h>
 #include <sys/resource.h>
 #include <sys/sem.h>
 #include <sys/stat.h>
 #include <sys/time.h>
-#include <sys/wait.h>
-#include <syslog.h>
+#include <sys/types.h>
 #include <time.h>
 #include <unistd.h>
 #include <utime.h>
@@ -23,7 +17,6 @@
 #include <atomic>
 #include <cerrno>
 #include <cstdarg>
-#include <new>
 #include <string>
 #include <string_view>
 #include <vector>

@@ -1,6 +1,5 @@
 // Commands that the library runs.
 
-#include <filesystem>
 #include <fstream>
 #include <string>
 
