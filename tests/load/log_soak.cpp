@@ -3,9 +3,11 @@
 //
 // usage: log_soak [PROCESSES [LINES]]
 
+#include <semaphore.h>
 #include <sys/ipc.h>
 #include <sys/sem.h>
 #include <sys/statvfs.h>
+#include <sys/types.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -17,6 +19,7 @@
 #include <filesystem>
 #include <functional>
 #include <map>
+#include <numeric>
 #include <random>
 #include <string>
 #include <vector>
@@ -32,7 +35,7 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr auto kLongestRun = std::chrono::minutes(5);
+constexpr int kLinesOfARound = 100;
 constexpr int kLinesOfALongRun = 1000;
 constexpr int kMostProcesses = 1024;
 constexpr int kLongestLine = 4000;
@@ -41,7 +44,7 @@ const std::string kLog = std::string(kDirectory) + "/moxel.log";
 const std::string kBackup = std::string(kDirectory) + "/moxel.bak";
 
 struct Shared {
-  std::atomic<bool> go;    // the writers that wait may go on
+  sem_t room;              // counts the writers that may go on, since the disk has room again
   std::atomic<int> ended;  // writers that have written all
   std::atomic<int> written[kMostProcesses];
   std::atomic<long> longestMicroseconds;
@@ -68,6 +71,11 @@ void write(Shared& shared, int writer, int from, int to) {
     }
     shared.written[writer] = line + 1;
   }
+}
+
+// All that the writers have written.
+int linesOf(const Shared& shared, int writers) {
+  return std::accumulate(shared.written, shared.written + writers, 0);
 }
 
 // What the files hold: the numbers of each writer's lines in their order; pieces of lines, which
@@ -122,7 +130,7 @@ bool complain(bool good, const char* what) {
 }
 
 bool removeSemaphore() {
-  const int set = semget(ftok(kDirectory, CMutex::kProject), 1, 0);
+  const int set = setOf(kDirectory);
   return set != -1 && semctl(set, 0, IPC_RMID) == 0;
 }
 
@@ -182,7 +190,8 @@ class Writers {
 
 // A third of the writers, and the line at which each is killed: at random, but not where it would
 // be done before it is seen.
-std::map<int, int> chooseVictims(int processes, int lines, std::minstd_rand& random) {
+std::map<int, int> chooseVictims(int processes, int lines) {
+  std::minstd_rand random(static_cast<unsigned>(getpid()));
   std::map<int, int> victims;
   for (int i = 0; i < processes / 3; ++i)
     victims[i * 3] = static_cast<int>(random() % static_cast<unsigned>(lines * 3 / 4 + 1));
@@ -190,11 +199,10 @@ std::map<int, int> chooseVictims(int processes, int lines, std::minstd_rand& ran
 }
 
 void killVictims(Writers& writers, const Shared& shared, const std::map<int, int>& victims,
-                 int lines, std::minstd_rand& random) {
+                 int lines) {
   for (const auto& [writer, line] : victims) {
     const int written = shared.written[writer];
     if (writers.isGone(writer) || written < line || written >= lines) continue;
-    usleep(random() % 500);
     writers.killOne(writer);
   }
 }
@@ -233,17 +241,16 @@ Losses countLosses(Contents& contents, const Writers& writers, const Shared& sha
 bool soak(int processes, int lines) {
   Shared& shared = *makeShared<Shared>();
   Writers writers(shared, processes, [&](int writer) { write(shared, writer, 0, lines); });
-  std::minstd_rand random(static_cast<unsigned>(getpid()));
-  const std::map<int, int> victims = chooseVictims(processes, lines, random);
+  const std::map<int, int> victims = chooseVictims(processes, lines);
   std::vector<std::string> files;
   int removals = 0;
-  const auto deadline = Clock::now() + kLongestRun;
   for (int round = 0; !writers.allHaveEnded(); ++round) {
-    killVictims(writers, shared, victims, lines, random);
+    killVictims(writers, shared, victims, lines);
     if (round % 5 == 0 && removeSemaphore()) ++removals;
     rotate(files);
-    usleep(4000);
-    if (Clock::now() > deadline) return writers.giveUp();
+    const int next = linesOf(shared, processes) + kLinesOfARound;
+    if (!eventually([&] { return linesOf(shared, processes) >= next || writers.allHaveEnded(); }))
+      return writers.giveUp();
   }
   writers.collect();
   files.push_back(kLog);
@@ -302,9 +309,10 @@ bool fullDisk(int processes, int lines) {
   writeFile(ballast, std::string(3 << 20, 'x'));
   const int before = lines / 20;
   const int after = 5;
+  sem_init(&shared.room, 1, 0);
   Writers writers(shared, processes, [&](int writer) {
     write(shared, writer, 0, before);
-    while (!shared.go) usleep(1000);
+    sem_wait(&shared.room);
     write(shared, writer, before, before + after);
   });
   if (!killOnFullDisk(writers, shared, before)) return writers.giveUp();
@@ -315,7 +323,7 @@ bool fullDisk(int processes, int lines) {
   gLog.init("log_soak");
   const bool isRotated = std::filesystem::exists(kBackup);
   std::filesystem::remove(ballast);
-  shared.go = true;
+  for (int writer = 0; writer < processes; ++writer) sem_post(&shared.room);
   if (!eventually([&] { return writers.allHaveEnded(); })) return writers.giveUp();
   writers.collect();
 

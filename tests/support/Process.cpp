@@ -115,7 +115,8 @@ int traceSystemCalls(const std::function<int()>& body, const std::function<void(
   if (child == 0) {
     if (ptrace(PTRACE_TRACEME, 0, nullptr, nullptr) != 0) _exit(kCannotTrace);
     raise(SIGSTOP);
-    _exit(body());
+    // An exception ends the process, as it does in other children.
+    _exit([&]() noexcept { return body(); }());
   }
   int status = waitFor(child);
   ptrace(PTRACE_SETOPTIONS, child, nullptr, PTRACE_O_TRACESYSGOOD | PTRACE_O_EXITKILL);
@@ -179,9 +180,11 @@ bool eventually(const std::function<bool()>& condition) {
   return true;
 }
 
+int setOf(const std::string& path) { return semget(ftok(path.c_str(), 'S'), 1, 0); }
+
 int waitersFor(const std::string& path) {
-  const int id = semget(ftok(path.c_str(), 'S'), 1, 0);
-  return id == -1 ? 0 : semctl(id, 0, GETNCNT);
+  const int set = setOf(path);
+  return set == -1 ? 0 : semctl(set, 0, GETNCNT);
 }
 
 // The older calls of each pair are missing on some processors.

@@ -15,7 +15,7 @@ pid_t startChild(const std::function<int()>& body);
 // Wait status of a child, ended or killed.
 int waitFor(pid_t child);
 
-// 1 to 255: the exit code of a wait status is this; -1: a signal ended the process.
+// Exit code of a wait status, 0 to 255; -1: a signal ended the process.
 int exitCode(int waitStatus);
 
 // Starts `body` in a forked child, whose failed expectations print themselves and make its exit
@@ -53,7 +53,10 @@ bool hasChildren();
 // Polls until `condition` holds; false after a minute.
 bool eventually(const std::function<bool()>& condition);
 
-// Processes that wait for the semaphore whose key comes from `path`.
+// The semaphore set whose key comes from `path`; -1: there is none.
+int setOf(const std::string& path);
+
+// Processes that wait for that semaphore.
 int waitersFor(const std::string& path);
 
 // Numbers of the system calls behind a function of the C library.
