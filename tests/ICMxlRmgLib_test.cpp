@@ -2,9 +2,8 @@
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
-#include <sys/sysmacros.h>
 
-#include <cstring>
+#include <cstddef>
 #include <string>
 
 #include "Scratch.h"
@@ -47,9 +46,7 @@ TEST_F(ICMxlRmgLibPath, SocketsDoNotCount) {
 }
 
 TEST_F(ICMxlRmgLibPath, BlockDevicesDoNotCount) {
-  if (mknod(scratch.file("block").c_str(), S_IFBLK | 0600, makedev(7, 0)) != 0) {
-    GTEST_SKIP() << "only root can make a block device";
-  }
+  if (!makeBlockDevice(scratch.file("block"))) GTEST_SKIP() << "only root can make a block device";
   EXPECT_FALSE(existsAt(scratch.file("block")));
 }
 

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/sysmacros.h>
 #include <sys/un.h>
 #include <unistd.h>
 
@@ -74,6 +75,10 @@ void makeSocket(const std::string& path) {
   strcpy(address.sun_path, path.c_str());
   EXPECT_EQ(bind(listener, reinterpret_cast<sockaddr*>(&address), sizeof address), 0) << path;
   close(listener);
+}
+
+bool makeBlockDevice(const std::string& path) {
+  return mknod(path.c_str(), S_IFBLK | 0600, makedev(7, 0)) == 0;
 }
 
 bool exists(const std::string& path) {

@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 #include <sys/types.h>
 
-#include <map>
 #include <optional>
 #include <string>
 #include <vector>
@@ -26,6 +25,10 @@ class Scratch {
 std::string readFile(const std::string& path);
 void writeFile(const std::string& path, const std::string& bytes, mode_t mode = 0644);
 void makeSocket(const std::string& path);
+
+// Makes the special file of the first loop device, which need not be there; false: not permitted.
+bool makeBlockDevice(const std::string& path);
+
 bool exists(const std::string& path);
 mode_t modeOf(const std::string& path);
 std::vector<std::string> namesIn(const std::string& directory);
