@@ -5,6 +5,7 @@ them, and again under the sanitizers if it survives. mutate.sh calls this in a s
 usage: mutate.py COPY... COUNT SEED          one worker for each copy of the tree
 """
 
+import concurrent.futures
 import os
 import random
 import re
@@ -20,7 +21,8 @@ SCENARIOS = ["logsALine", "logsALineOnAFullDisk", "rotatesTheLog", "takesTheLock
              "makesATemporaryFile", "makesADirectoryWithItsParents", "keepsTheFirstLine",
              "sendsALineToTheSystemLogger", "readsTheClocks", "measuresADirectory", "measuresFreeSpace",
              "seesThatAFileIsInUse"]
-TESTS = ("artefact_test", "moxel_test", "small_scope_test")
+# The one that kills most comes first.
+TESTS = ("moxel_test", "artefact_test", "small_scope_test")
 
 STRING = re.compile(r'"(?:[^"\\]|\\.)*"')
 SWAPS = [
@@ -90,11 +92,12 @@ class Worker(threading.Thread):
     def __init__(self, copy, queue, results, count):
         super().__init__()
         self.copy, self.queue, self.results, self.count = copy, queue, results, count
+        self.output = os.path.join(copy, "output")  # of the last command
 
     def run_quietly(self, command, seconds=SECONDS, cwd=None):
-        with subprocess.Popen(command, cwd=cwd or self.copy, stdin=subprocess.DEVNULL,
-                              stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL,
-                              start_new_session=True) as process:
+        with open(self.output, "wb") as output, subprocess.Popen(
+                command, cwd=cwd or self.copy, stdin=subprocess.DEVNULL, stdout=output,
+                stderr=subprocess.STDOUT, start_new_session=True) as process:
             try:
                 return process.wait(timeout=seconds) == 0
             except subprocess.TimeoutExpired:
@@ -102,18 +105,28 @@ class Worker(threading.Thread):
                 process.wait()
                 return False
 
-    def build(self, kind):
-        return self.run_quietly(["cmake", "--build", kind, "-j", "1", "--target", *TESTS], 600)
+    def build(self, kind, target):
+        return self.run_quietly(["cmake", "--build", kind, "-j", "1", "--target", target], 600)
 
-    def tests_pass(self, kind):
-        empty = os.path.join(self.copy, "empty")
-        return all(self.run_quietly([os.path.join(self.copy, kind, test), "--gtest_brief=1",
-                                     "--gtest_fail_fast"], cwd=empty)
-                   for test in TESTS)
-
-    def sweep(self):
-        return (self.run_quietly(["cmake", "--build", "plain", "-j", "1", "--target", "fault_sweep"], 600)
-                and self.run_quietly([os.path.join(self.copy, "plain/fault_sweep")] + SCENARIOS))
+    def judge(self, path=""):
+        """What becomes of the sources as they stand, with a change in the file `path`."""
+        # The suites of that file come first.
+        words = os.path.splitext(path)[0].split("_")
+        own = "".join(word[:1].upper() + word[1:] for word in words)
+        runs = [(TESTS[0], own)] if own else []
+        runs += [(test, "") for test in TESTS]
+        for kind in "plain", "sanitized":
+            for test, suites in runs:
+                if not self.build(kind, test):
+                    return "not built"
+                if not self.run_quietly([os.path.join(self.copy, kind, test), "--gtest_brief=1",
+                                         "--gtest_fail_fast", f"--gtest_filter={suites}*"],
+                                        cwd=os.path.join(self.copy, "empty")):
+                    return f"killed by the {kind} {test}"
+            if kind == "plain" and not (self.build("plain", "fault_sweep") and self.run_quietly(
+                    [os.path.join(self.copy, "plain/fault_sweep")] + SCENARIOS)):
+                return "killed by the fault sweep"
+        return "survived"
 
     def run(self):
         while sum(r[0] != "not built" for r in self.results) < self.count:
@@ -129,16 +142,7 @@ class Worker(threading.Thread):
             lines[number] = new
             with open(name, "w", encoding="utf-8") as file:
                 file.write("\n".join(lines))
-            if not self.build("plain"):
-                verdict = "not built"
-            elif not self.tests_pass("plain"):
-                verdict = "killed"
-            elif not self.sweep():
-                verdict = "killed by the fault sweep"
-            elif not self.build("sanitized") or not self.tests_pass("sanitized"):
-                verdict = "killed by the sanitizers"
-            else:
-                verdict = "survived"
+            verdict = self.judge(path)
             with open(name, "w", encoding="utf-8") as file:
                 file.write(original)
             self.results.append((verdict, path, number + 1, old.strip(), new.strip(), what))
@@ -200,14 +204,11 @@ def main():
 
     results = []
     workers = [Worker(copy, queue, results, count) for copy in copies]
-    for worker in workers:
-        if not worker.build("plain") or not worker.tests_pass("plain") or not worker.sweep():
-            for test in TESTS:
-                subprocess.run([os.path.join(worker.copy, "plain", test), "--gtest_brief=1"],
-                               cwd=os.path.join(worker.copy, "empty"), check=False)
-            sys.exit("mutate.py: the tests fail before anything is changed")
-        if not worker.build("sanitized") or not worker.tests_pass("sanitized"):
-            sys.exit("mutate.py: the tests fail under the sanitizers before anything is changed")
+    with concurrent.futures.ThreadPoolExecutor() as pool:
+        for worker, verdict in zip(workers, pool.map(Worker.judge, workers)):
+            if verdict != "survived":
+                with open(worker.output, errors="replace") as output:
+                    sys.exit(output.read() + "mutate.py: before anything is changed: " + verdict)
     for worker in workers:
         worker.start()
     for worker in workers:
