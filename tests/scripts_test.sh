@@ -16,10 +16,11 @@ trap 'exit 1' HUP INT TERM
 # gives STATUS SCRIPT ARGUMENT...: its outputs are in $scratch/output and $scratch/errors.
 gives() {
   expected=$1
-  shift
+  script=$2
+  shift 2
   status=0
-  sh "$@" >"$scratch/output" 2>"$scratch/errors" </dev/null || status=$?
-  equal "$expected" $status "status of $*"
+  "./$script" "$@" >"$scratch/output" 2>"$scratch/errors" </dev/null || status=$?
+  equal "$expected" $status "status of $script $*"
 }
 
 # Each says what it does, and how it is used.
@@ -44,7 +45,7 @@ gives 2 bench/bench.sh 1
 equal "bench.sh: a median is of more than one" "$(head -n 1 "$scratch/errors")" "the message of bench.sh 1"
 
 # Temporary files are gone after signals, too, at which the shell runs no trap of its end.
-grep -rlE '\$\(mktemp|=\$\(mktemp' --include='*.sh' run.sh test.sh scripts tests bench fuzz docs examples >"$scratch/makers"
+grep -rlF "\$(mktemp" --include='*.sh' run.sh test.sh scripts tests bench fuzz docs examples >"$scratch/makers"
 while read -r script; do
   present "^ *trap .*HUP INT TERM" "$script" "what $script does after signals"
 done <"$scratch/makers"
@@ -53,7 +54,7 @@ done <"$scratch/makers"
 for script in run.sh bench/bench.sh tests/mutation/mutate.sh scripts/fresh-root.sh tests/packages_test.sh \
   tests/sample_script_test.sh; do
   for argument in "" none "$(readlink /proc/self/ns/mnt)"; do
-    gives 2 $script --inside "$scratch" "$argument" "$argument"
+    gives 2 "$script" --inside "$scratch" "$argument" "$argument"
     present "^${script##*/}: --inside is for the script itself\$" "$scratch/errors" "$script --inside"
   done
 done
