@@ -4,7 +4,6 @@
 #include <unistd.h>
 
 #include <climits>
-#include <clocale>
 #include <cstdarg>
 #include <cstdio>
 #include <functional>
@@ -165,7 +164,7 @@ TEST(CDspMsg, ArgumentsArriveUnchanged) {
   EXPECT_EQ(shown([&] { display.dspMsg("MXL10000I", &object); }), expected);
 }
 
-TEST(CDspMsg, LongTextsAreShownWholeAndStoredCut) {
+TEST(CDspMsg, LongTextsAreShownWholeAndStoredCutAt1023Bytes) {
   Display display;
   display.texts->text = "%s";
   const std::string text(5000, 'x');
@@ -299,7 +298,8 @@ TEST(CDspMsg, TheProcessHasOneDisplay) {
     gMsg.getStr(out, "MXL13001I");
     EXPECT_EQ(out, "Not sent");
   });
-  EXPECT_TRUE((std::has_virtual_destructor_v<CDspMsg>));
 }
+
+TEST(CDspMsg, HasAVirtualDestructor) { EXPECT_TRUE((std::has_virtual_destructor_v<CDspMsg>)); }
 
 }  // namespace

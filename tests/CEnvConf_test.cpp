@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
+#include <sys/types.h>
 #include <unistd.h>
 
 #include <climits>
@@ -377,7 +378,7 @@ struct SizeRow {
 const SizeRow kSizeRows[] = {
     {"2MB", "2048"},
     {"007", "7"},
-    {"007kb", "007"},
+    {"007kb", "007"},  // digits before "kb" stay as they are
     {"10", "10"},
     {"10kb", "10"},
     {"10KB", "10"},
@@ -391,6 +392,7 @@ const SizeRow kSizeRows[] = {
     {"2147483647", "2147483647"},
     {"2147483648", "2147483647"},
     {"99999999999999999999999", "2147483647"},
+    // As many MB as fit an int, times 1024 in 32 bits.
     {"2097151mb", "2147482624"},
     {"2097152mb", "-2147483648"},
     {"4194304mb", "0"},
@@ -445,7 +447,8 @@ TEST_F(CEnvConfSettings, SizesAreTraced) {
   EXPECT_EQ(logged(), Lines{"convValueInt = 2mb"});
 }
 
-TEST_F(CEnvConfSettings, TwoHundredFiftySixDigitsAreAllDigits) {
+TEST_F(CEnvConfSettings, WhatFollows256DigitsIsNotExamined) {
+  // With the 7 they are 256.
   const std::string zeros(255, '0');
   for (const auto& [text, result] : {std::pair<std::string, std::string>{zeros + "7", "7"},
                                      {zeros + "7mb", "7"},

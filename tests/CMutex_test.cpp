@@ -3,7 +3,9 @@
 #include <gtest/gtest.h>
 #include <sys/ipc.h>
 #include <sys/sem.h>
+#include <sys/syscall.h>
 #include <sys/time.h>
+#include <sys/types.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -19,7 +21,7 @@ class CMutexSet : public testing::Test {
  protected:
   const char* path() const { return scratch.path().c_str(); }
   key_t key() const { return ftok(path(), 'S'); }
-  int set() const { return semget(key(), 1, 0); }
+  int set() const { return setOf(path()); }
   int value() const { return semctl(set(), 0, GETVAL); }
 
   // Waits for the semaphore, which `value` is the first value of, until somebody removes the set.
@@ -335,14 +337,18 @@ TEST_F(CMutexSet, TheDestructorRemovesTheSetWhenToldTo) {
 TEST_F(CMutexSet, TheDestructorDoesNotWaitForWaiters) {
   const pid_t waiter = startExpecting([&] { waitUntilRemoved(0); });
   ASSERT_TRUE(eventually([&] { return set() != -1 && waitersFor(path()) == 1; }));
-  const pid_t owner = startChild([&] {
-    CMutex mutex(path(), 0, true);
-    mutex.init(0);
-    // Ends the process if the destructor sleeps.
-    alarm(5);
-    return 0;
-  });
-  EXPECT_EQ(exitCode(waitFor(owner)), 0);
+  const int status = traceSystemCalls(
+      [&] {
+        alarm(60);  // ends any other wait
+        CMutex mutex(path(), 0, true);
+        mutex.init(0);
+        return 0;
+      },
+      [](long number) {
+        EXPECT_NE(number, SYS_nanosleep);
+        EXPECT_NE(number, SYS_clock_nanosleep);
+      });
+  EXPECT_EQ(exitCode(status), 0);
   EXPECT_EQ(exitCode(waitFor(waiter)), 0);
 }
 

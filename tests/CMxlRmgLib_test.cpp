@@ -26,7 +26,6 @@ using Calls = std::vector<std::string>;
 // The client with its protected parts in view.
 struct Client : CMxlRmgLib {
   using CMxlRmgLib::m_lastSmtpMsg;
-  using CMxlRmgLib::m_lastStatus;
   using CMxlRmgLib::m_machineID;
   using CMxlRmgLib::m_startedCom;
   using CMxlRmgLib::RM_Communicate;
@@ -357,7 +356,7 @@ TEST_F(CMxlRmgLibClient, NotificationsAndDataAreExchanges) {
                                     "Communicate 12 0 4 text detail 0 0 0"}));
 }
 
-TEST_F(CMxlRmgLibClient, StubsAnswerTheSame) {
+TEST_F(CMxlRmgLibClient, CallsWithoutEffectAnswerAlwaysTheSame) {
   CMxlRmgLib client;
   client.setMailTimeout(3);
   client.setEnv();
@@ -365,6 +364,10 @@ TEST_F(CMxlRmgLibClient, StubsAnswerTheSame) {
   EXPECT_EQ(client.CheckUrl(1), 0);
   EXPECT_EQ(client.getCenterCode(), 0);
   EXPECT_TRUE(fakeAgent.calls.empty());
+}
+
+TEST_F(CMxlRmgLibClient, TheLookUpOfAFunctionThrows33) {
+  CMxlRmgLib client;
   try {
     client.getFuncEntry("VEK_GetID");
     FAIL() << "no exception";

@@ -336,18 +336,15 @@ TEST(IExtVekError, AnUnterminatedMessageIsReadWithinItsBounds) {
 }
 
 TEST(IExtVekError, EveryRowIsFoundByItsKey) {
+  // By kind; the server's message, which is empty here, follows on a line of its own.
+  const std::string headings[] = {"", std::string(gSmtpMessageHeading) + "\n\n",
+                                  std::string(gPop3MessageHeading) + "\n\n"};
   Record record;
-  int rows = 0;
-  for (const EXTERR* row = gExtErrCatalogue; row->rmCode != kExtErrEnd; ++row, ++rows) {
-    EXTERR copy = *row;
-    EXPECT_EQ(
-        record.lookup(row->type, row->rmCode, row->ssCode),
-        "(" + std::string(row->type) + ") " +
-            (row->ssCode == 259 ? std::string(row->text) + "\n" : record.formatExtRMError(copy)) +
-            "RL:" + std::to_string(row->rmCode) + ",QD-Agent:" + std::to_string(row->ssCode) +
-            "\n");
+  for (const EXTERR* row = gExtErrCatalogue; row->rmCode != kExtErrEnd; ++row) {
+    EXPECT_EQ(record.lookup(row->type, row->rmCode, row->ssCode),
+              "(" + std::string(row->type) + ") " + row->text + "\n" + headings[row->kind] + "RL:" +
+                  std::to_string(row->rmCode) + ",QD-Agent:" + std::to_string(row->ssCode) + "\n");
   }
-  EXPECT_EQ(rows, 46);
 }
 
 TEST(IExtVekError, UnknownKeysHaveHeadingAndCodesOnly) {

@@ -98,8 +98,7 @@ TEST_F(ResourceBridgeImpFileTexts, LinesOfAnotherFormEndTheReading) {
   for (const char* bad :
        {"MXL10000I text", "MXL1000I\ttext", "MXL10000II\ttext", "MXL10000I \ttext", "\ttext",
         "MXL10000I", "MXL10000I\t", "MXL10000I#\ttext", "x"}) {
-    Bridge fresh;
-    std::swap(bridge.messages, fresh.messages);
+    bridge.messages.clear();
     EXPECT_EQ(load(std::string("# comment\n\n") + bad + "\n"), -1) << bad;
     EXPECT_EQ(errors, "message file format error(Line = 1)\n") << bad;
     EXPECT_EQ(load(good + "\n# comment\n" + bad + "\nMXL10009I\tbehind\n"), -1) << bad;

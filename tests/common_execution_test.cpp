@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
+#include <sys/types.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -26,6 +27,9 @@
 namespace {
 
 using List = std::list<std::string>;
+
+// More than the system passes on in one argument (128 KB): the shell cannot be started.
+const std::string kTooLongCommand(200000, ':');
 
 class CommonExecution : public LogTest {
  protected:
@@ -174,13 +178,12 @@ TEST_F(CommonExecution, ASignalIsAFailureThatKeepsTheOutput) {
 }
 
 TEST_F(CommonExecution, AShellThatCannotBeStartedGivesOne) {
-  const std::string tooLong(200000, ':');
-  EXPECT_EQ(runBoth(tooLong), 1);
+  EXPECT_EQ(runBoth(kTooLongCommand), 1);
   EXPECT_EQ(out, List{});
   EXPECT_EQ(err, List{});
   const Lines lines = newlyLogged();
   ASSERT_GE(lines.size(), 2u);
-  EXPECT_EQ(lines[1], "MXL90004L:com=" + tooLong);
+  EXPECT_EQ(lines[1], "MXL90004L:com=" + kTooLongCommand);
   EXPECT_NE(lines[0].find(",wstat=00000100"), std::string::npos) << lines[0];
 }
 
@@ -198,7 +201,7 @@ TEST_F(CommonExecution, AFailedExecEndsTheChildByAnOrdinaryExit) {
     atexit([] {
       if (getpid() != parent) writeFile(marker, "ran");
     });
-    const int result = run(std::string(200000, ':'));
+    const int result = run(kTooLongCommand);
     fflush(stdout);
     dup2(old, STDOUT_FILENO);
     EXPECT_EQ(result, 1);
@@ -225,9 +228,9 @@ TEST_F(CommonExecution, WhatTheCallersExitPrintsIsNoOutputOfAFailedExec) {
       std::cerr << "and this error";
       fflush(stdout);
     });
-    const int withErrors = runBoth(std::string(200000, ':'));
+    const int withErrors = runBoth(kTooLongCommand);
     const List lines = out;
-    const int without = run(std::string(200000, ':'));
+    const int without = run(kTooLongCommand);
     std::cout.flush();
     dup2(old, STDOUT_FILENO);
     EXPECT_EQ(withErrors, 1);
@@ -245,7 +248,7 @@ TEST_F(CommonExecution, AFailedExecGivesNoLinesWithoutANullDeviceEither) {
     printf("pending");
     List lines = {"old"};
     List errors = {"old"};
-    EXPECT_EQ(execGetLines(lines, std::string(200000, ':').c_str(), -1, &errors, -1), 1);
+    EXPECT_EQ(execGetLines(lines, kTooLongCommand.c_str(), -1, &errors, -1), 1);
     EXPECT_EQ(lines, List{});
     EXPECT_EQ(errors, List{});
   });
@@ -329,7 +332,7 @@ TEST_F(CommonExecution, AnErrorFileThatCannotBeRenamedIsNone) {
   });
   const std::string begin = "MXL90104L:failed to rename():";
   const Lines failures = newlyLogged(begin);
-  EXPECT_EQ(failures.size(), 10u);
+  EXPECT_EQ(failures.size(), 10u) << "a temporary file takes ten attempts";
   for (const std::string& line : failures) {
     const std::string first =
         line.substr(begin.size(), line.find(" to ", begin.size()) - begin.size());
@@ -393,7 +396,7 @@ TEST_F(CommonExecution, LeavesNoDescriptorAndNoChild) {
   run("echo a");
   run("exit 1");
   run("kill -9 $$");
-  run(std::string(200000, ':'));
+  run(kTooLongCommand);
   runBoth("echo b >&2");
   runBoth("rm $(readlink /proc/$$/fd/2)");
   EXPECT_EQ(openDescriptors(), before);

@@ -34,7 +34,8 @@ shown() {
   [ "$width" -le $MANWIDTH ] || fail "the manual page $2 for $1 has a line of $width columns"
 }
 
-for page in scsend.8 confcheck.8 explain.8 loglock.8 moxel.conf.5 moxel-messages.5 libmoxel.3; do
+for page in "$source"/man/*.[1-9]; do
+  page=${page##*/}
   for language in "" ja/; do
     file=$build/man/${language}man${page##*.}/$page.gz
     gzip -dc "$file" >"$scratch/page" || fail "$file cannot be read"
@@ -45,9 +46,9 @@ for page in scsend.8 confcheck.8 explain.8 loglock.8 moxel.conf.5 moxel-messages
     quietly lexgrog "$file"
     present "\"${page%.*} - " "$scratch/quiet" "the title line of $language$page"
   done
-  shown en_US.UTF-8 $page
+  shown en_US.UTF-8 "$page"
   present '^NAME$' "$scratch/shown" "the English $page"
-  shown ja_JP.UTF-8 $page
+  shown ja_JP.UTF-8 "$page"
   present '^名前$' "$scratch/shown" "the Japanese $page"
   # Headings and macros are those of the other language's page.
   for language in "" ja/; do
@@ -127,6 +128,7 @@ cd "$source"
 # Links lead somewhere, and so do names of files in the tree; X stands for any.
 for document in README.md README.ja.md docs/*.md; do
   grep -o '](\([^)#:]*\))' "$document" | sed 's/^](//; s/)$//' >"$scratch/links" || true
+  case $document in README*) exists "$(head -n 1 "$scratch/links")" "the first link of $document" ;; esac
   while read -r link; do
     case $link in build/*) continue ;; esac
     exists "$(dirname "$document")/$link" "a link of $document"
@@ -148,7 +150,7 @@ done
 for subject in numbers code headings words; do
   same "$scratch/$subject.README.md" "$scratch/$subject.README.ja.md" "the $subject of the Japanese README"
 done
-# The first tool's page and README build it by the same line; the page shows what it prints.
+# The first tool's page and README build it by the same line.
 grep -F "first_tool.cpp \$(pkg-config" README.md docs/first-tool.md | sed 's/.*md: *//' | sort -u >"$scratch/lines"
 equal 1 "$(wc -l <"$scratch/lines")" "ways to build the first tool"
 echo "the documents are right"

@@ -71,6 +71,7 @@ quietly cmp "$build/scsend" "$scratch/server/opt/kardo/moxel/bin/scsend"
 # Installed documents link what is installed beside them.
 (cd "$scratch/server/usr/share/doc/moxel/examples" && grep -o '](\([^)#:]*\))' README*.md docs/*.md) |
   sed 's/](//; s/)$//' >"$scratch/links"
+[ -s "$scratch/links" ] || fail "no link in the installed documents"
 while IFS=: read -r document link; do
   exists "$scratch/server/usr/share/doc/moxel/examples/$(dirname "$document")/$link" "a link of the installed $document"
 done <"$scratch/links"
@@ -89,6 +90,7 @@ present '^ExecStart=.*timeout 600 ' "$source/examples/moxel-scsend.service" "the
 log=$scratch/server/var/log/kardo/moxel/log
 sed "s,/var/log/kardo/moxel/log,$log," "$source/examples/moxel.logrotate" >"$scratch/logrotate"
 chmod 644 "$scratch/logrotate"
+# The example rotates above 500 KB.
 for kilobytes in 499 501; do
   head -c ${kilobytes}k /dev/zero >"$log/moxel.log"
   quietly logrotate -s "$scratch/state" "$scratch/logrotate"

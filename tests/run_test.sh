@@ -18,8 +18,8 @@ mkfifo "$scratch/started" "$scratch/go"
 path=$PATH
 cd "$scratch/caller"
 
-# gives STATUS ARGUMENT...: what run.sh prints is in $scratch/output and $scratch/errors. Only that counts
-# which is said here.
+# gives STATUS ARGUMENT...: what run.sh prints is in $scratch/output and $scratch/errors. It must not
+# depend on the variables set here.
 gives() {
   expected=$1
   shift

@@ -253,6 +253,7 @@ preview() {
 # The outbox is made, closed to others, and so is the archive; the command's -v has a line for each.
 archive() {
   new_outbox
+  begun=$(date +%s)
   (umask 022 && gives 0 -v -o "$outbox")
   empty "$scratch/errors" "error output"
   name=$(archives)
@@ -260,9 +261,9 @@ archive() {
   present "^configuration-$host-20[0-9]{6}T[0-9]{6}Z\.tar\.gz\$" "$scratch/name" "the archive's name"
   stamp=${name%Z.tar.gz}
   stamp=$(echo "${stamp##*-}" | sed 's/\(..\)\(..\)T\(..\)\(..\)\(..\)$/-\1-\2 \3:\4:\5 UTC/')
-  age=$(($(date +%s) - $(date -d "$stamp" +%s)))
-  if [ $age -lt 0 ] || [ $age -ge 60 ]; then
-    fail "the archive's time is $age seconds old"
+  stamp=$(date -d "$stamp" +%s)
+  if [ "$stamp" -lt "$begun" ] || [ "$stamp" -gt "$(date +%s)" ]; then
+    fail "the archive's time is $stamp, of a run that began at $begun"
   fi
   equal 600 "$(stat -c %a "$outbox/$name")" "mode of the archive"
   equal 700 "$(stat -c %a "$outbox")" "mode of the outbox"
@@ -428,7 +429,7 @@ packages() {
   path=$PATH
 }
 
-# A machine without /etc/os-release, and an ordinary user who may not read it nor the serial numbers.
+# A machine without /etc/os-release, and one with a different one.
 distribution() {
   rm -rf "$scratch/no_release"
   mkdir "$scratch/no_release"

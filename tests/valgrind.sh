@@ -49,6 +49,10 @@ under() {
     exit 1
   fi
   passed=$(sed -n 's/^\[  PASSED  \] \([0-9]*\) tests.*/\1/p' "$work/$name")
+  [ "${passed:-0}" -gt 0 ] || {
+    echo "valgrind.sh: no test of $name has run" >&2
+    exit 1
+  }
   processes=$(find "$work" -name "$name.[0-9]*" | wc -l)
   echo "$name: $passed tests, $processes processes, no error"
 }
