@@ -15,7 +15,7 @@ exec </dev/null
 
 step() {
   echo
-  echo "==== $*"
+  echo "==== $(date +%T) $*"
 }
 
 step "packages"
