@@ -4,8 +4,7 @@
 #include <string>
 
 /// Owner of temporary files and directories: makes them under unique names, remembers them, and
-/// removes them on request and when it is destroyed; a killed process leaves them behind. A killed
-/// process leaves them behind.
+/// removes them on request and when it is destroyed; a killed process leaves them behind.
 ///
 /// If "MOXEL_NOT_DEL_TEMP" is set to anything but the empty text, they stay on disk. Every step
 /// logs a trace line, and every failure to make something logs a line. For use by one thread.
