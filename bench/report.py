@@ -97,7 +97,7 @@ def verdict(row, who, ratios, growth):
         looked_at = looked_at[:1]
     goal = goals[who]
     most = round(goal * (TOLERANCE if goal == 1 else 1), 2)
-    return f"{goal:.2g}", "yes" if all(round(r, 2) <= most for r in looked_at) else "**no**"
+    return f"{goal:g}", "yes" if all(round(r, 2) <= most for r in looked_at) else "**no**"
 
 
 def table(rows, counts):
