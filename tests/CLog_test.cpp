@@ -434,6 +434,32 @@ TEST_F(CLogFile, APieceThatCannotBeTakenBackStays) {
   }
 }
 
+// The first part fills the disk; the rest is asked about and written when there is room again.
+TEST_F(CLogFile, ALineThatIsWrittenInPartsMayReachTheLimitOfFileSizes) {
+  expectInChild([&] {
+    ASSERT_TRUE(enterPrivateNamespace() && mountEmpty(scratch.path(), 0, "size=64k"));
+    const std::string text(20000, 'x');
+    const std::string ballast = scratch.file("ballast");
+    writeFile(ballast, std::string(56 << 10, 'b'));
+    bool begun = false;
+    const int status = traceSystemCalls(
+        [&] {
+          // For the text, its stamp and its end.
+          const rlimit limit = {20040, RLIM_INFINITY};
+          setrlimit(RLIMIT_FSIZE, &limit);
+          gLog.ilog("%s", text.c_str());
+          return 0;
+        },
+        [&](long number) {
+          if (begun) unlink(ballast.c_str());
+          begun = begun || number == SYS_write;
+        });
+    EXPECT_EQ(status, 0);
+    EXPECT_TRUE(begun);
+    EXPECT_EQ(logged(), Lines{text});
+  });
+}
+
 TEST_F(CLogFile, AFullDiskLeavesNoPieceOfALine) {
   expectInChild([&] {
     ASSERT_TRUE(enterPrivateNamespace() && mountEmpty(scratch.path(), 0, "size=64k"));
