@@ -5,6 +5,8 @@
 #include <cstdint>
 #include <cstring>
 
+#include "Checksum.h"
+
 namespace {
 
 struct Row {
@@ -68,13 +70,6 @@ const Row kRows[] = {
     {"HTTP", -52, 259, 0, 103, 0xfc177288e0a78c88},
 };
 // clang-format on
-
-// FNV-1a, 64 bits.
-uint64_t checksum(const char* text) {
-  uint64_t sum = 0xcbf29ce484222325;
-  for (; *text != '\0'; ++text) sum = (sum ^ static_cast<unsigned char>(*text)) * 0x100000001b3;
-  return sum;
-}
 
 TEST(ExtErrCatalogue, RowsStandInTheirOrderWithTheirTexts) {
   const EXTERR* row = gExtErrCatalogue;

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstddef>
 #include <map>
 #include <string>
 #include <vector>
@@ -13,6 +14,7 @@
 namespace {
 
 constexpr const char* kNull = nullptr;
+constexpr size_t kRows = 275;  // of the shipped table
 
 // The index with its parts in view.
 struct Index : ResourceCO {
@@ -34,11 +36,11 @@ TEST(ResourceCO, SlotsStandInTheirOrder) {
 
 TEST(ResourceCO, IndexesTheShippedTable) {
   Index index(gMsgTable);
-  EXPECT_EQ(index.tables.size(), 275u);
+  EXPECT_EQ(index.tables.size(), kRows);
   EXPECT_EQ(index.tables.front(), gMsgTable);
-  EXPECT_EQ(index.tables.back(), gMsgTable + 274);
-  EXPECT_EQ(index.byNumber.size(), 275u);
-  EXPECT_EQ(index.byId.size(), 275u);
+  EXPECT_EQ(index.tables.back(), gMsgTable + kRows - 1);
+  EXPECT_EQ(index.byNumber.size(), kRows);
+  EXPECT_EQ(index.byId.size(), kRows);
   EXPECT_EQ(index.byNumber.count(kMsgTableEnd), 0u);
   for (const MSG_TABLE* row = gMsgTable; row->number != kMsgTableEnd; ++row) {
     EXPECT_EQ(index.getTextOrg(row->number), row->text);
@@ -80,18 +82,18 @@ TEST(ResourceCO, LookUpsEnterWhatIsNotThere) {
   Index index(gMsgTable);
   EXPECT_STREQ(index.getText(9999), "");
   EXPECT_STREQ(index.getTextOrg(9998), "");
-  EXPECT_EQ(index.byNumber.size(), 277u);
+  EXPECT_EQ(index.byNumber.size(), kRows + 2);
   EXPECT_EQ(index.byNumber.at(9999), nullptr);
   EXPECT_EQ(index.byNumber.at(9998), nullptr);
 
   EXPECT_STREQ(index.getText("MXL99999E"), "");
   EXPECT_STREQ(index.getTextOrg(""), "");
-  EXPECT_EQ(index.byId.size(), 277u);
+  EXPECT_EQ(index.byId.size(), kRows + 2);
   EXPECT_EQ(index.byId.at("MXL99999E"), "");
 
   EXPECT_STREQ(index.getText(kNull), "");
   EXPECT_STREQ(index.getTextOrg(kNull), "");
-  EXPECT_EQ(index.byId.size(), 277u);
+  EXPECT_EQ(index.byId.size(), kRows + 2);
 }
 
 TEST(ResourceCO, EntriesThatHaveBeenAskedForMayBeChanged) {
@@ -107,8 +109,8 @@ TEST(ResourceCO, EntriesThatHaveBeenAskedForMayBeChanged) {
       EXPECT_STREQ(index.getTextOrg("MXL99999E"), "");
     }
   }
-  EXPECT_EQ(index.byNumber.size(), 276u);
-  EXPECT_EQ(index.byId.size(), 276u);
+  EXPECT_EQ(index.byNumber.size(), kRows + 1);
+  EXPECT_EQ(index.byId.size(), kRows + 1);
 }
 
 TEST(ResourceCO, EntriesThatADerivedClassErasesAreEnteredAgainEmpty) {
