@@ -37,11 +37,9 @@ echo "shellcheck"
 echo "$scripts" | xargs shellcheck
 
 echo "headers stand alone"
-for header in src/*.h; do
-  for compiler in g++ clang++; do
-    "$compiler" -std=c++17 -Wall -Wextra -Wpedantic -Werror -fsyntax-only -x c++ -include "$header" \
-      /dev/null
-  done
+for compiler in g++ clang++; do
+  printf '%s\n' src/*.h | xargs -P 2 -I HEADER "$compiler" -std=c++17 -Wall -Wextra -Wpedantic -Werror \
+    -fsyntax-only -x c++ -include HEADER /dev/null
 done
 
 if has clang-tidy; then
