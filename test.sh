@@ -35,17 +35,20 @@ if [ "$mode" = quick ]; then
   exit 0
 fi
 
-for preset in release release-clang sanitize; do
+for preset in release sanitize; do
   step "build and test: $preset"
   cmake --preset "$preset" >/dev/null
   cmake --build --preset "$preset"
   ctest --preset "$preset"
 done
 
-step "shuffled order, in one process"
-./build/release/moxel_test --gtest_shuffle --gtest_brief=1
-./build/release/artefact_test --gtest_shuffle --gtest_brief=1
-./build/release/small_scope_test --gtest_shuffle --gtest_brief=1
+step "build and test: release-clang, in one process and shuffled order"
+cmake --preset release-clang >/dev/null
+cmake --build --preset release-clang
+ctest --preset release-clang -R Product
+for program in moxel_test artefact_test small_scope_test; do
+  ./build/release-clang/$program --gtest_shuffle --gtest_brief=1
+done
 
 step "the library and the command alone, in an empty directory"
 alone=$(mktemp -d)
