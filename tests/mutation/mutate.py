@@ -37,9 +37,13 @@ CALL = re.compile(r"\b(\w+)\(([\w.\->\[\]]+), ([\w.\->\[\]]+)\)")
 
 # Changes that can have no effect are not made at all: the end of an argument list does nothing here,
 # a function that is deleted is not called, an unused member of a union has no size of its own, an
-# attribute of a format only warns, and these calls do not tell their arguments apart.
-WITHOUT_EFFECT = re.compile(r"^\s*va_end\(|= delete;|^\s*semid_ds\* status;|__attribute__\(\(format")
-SYMMETRIC = {"max", "min", "isSameFile"}
+# attribute of a format only warns, these constants are numbers that are seen nowhere or sizes that
+# nothing comes near, and these calls do not tell their arguments apart, strcmp where it is compared
+# with 0.
+WITHOUT_EFFECT = re.compile(r"^\s*va_end\(|= delete;|^\s*semid_ds\* status;|__attribute__\(\(format"
+                            r"|\bk(LevelTrace|MachineIdBytes|None|ReadBytes|RemoveWaitSeconds"
+                            r"|SystemLineBytes|TypeDirectory) = ")
+SYMMETRIC = {"max", "min", "isSameFile", "strcmp"}
 # A buffer that is larger than needed shows nothing, so that buffers are made smaller.
 BUFFER = re.compile(r"^\s*[\w:]+ \w+\[[^\]]*$")
 
